@@ -1,0 +1,42 @@
+# Compiler settings that every target shares.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+# Asserts belong to the product, so no build type drops them.
+foreach(config RELEASE RELWITHDEBINFO MINSIZEREL)
+  string(REPLACE "-DNDEBUG" "" CMAKE_CXX_FLAGS_${config} "${CMAKE_CXX_FLAGS_${config}}")
+  string(REPLACE "-DNDEBUG" "" CMAKE_C_FLAGS_${config} "${CMAKE_C_FLAGS_${config}}")
+endforeach()
+
+add_library(zelmo_options INTERFACE)
+target_compile_options(zelmo_options INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wpointer-arith)
+if(ZELMOP15_WERROR)
+  target_compile_options(zelmo_options INTERFACE -Werror)
+endif()
+target_compile_definitions(zelmo_options INTERFACE _GNU_SOURCE)
+
+if(ZELMOP15_SANITIZE)
+  # A finding ends the process, so that a test cannot pass over it.
+  add_compile_options(-fsanitize=${ZELMOP15_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZELMOP15_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND ZELMOP15_SANITIZE MATCHES "undefined")
+    add_compile_options(-fsanitize=function)
+  endif()
+endif()
