@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "asn1/asn1_record.h"
+#include "asn1/asn1_pkcs15_coders.h"
 #include "runtime/owned.h"
 #include "runtime/str_safe.h"
 #include "token/pkcs15_accessors.h"
@@ -16,20 +16,17 @@ using token::raise;
 
 namespace {
 
-using RuleThunks = asn1::Coder<AccessControlRule, asn1::no_octet, asn1_AccessControlRule_e, asn1_AccessControlRule_d,
-                               asn1_AccessControlRule_free, asn1_AccessControlRule_clone>;
+using Rule = asn1::AccessControlRule;
 
 constexpr uint32_t access_kinds = 3;  // read, update, execute
 constexpr uint32_t auth_id_condition = 4;
 
-void free_rules(List *rules)
-{
-    List_free(rules, RuleThunks::free_thunk);
+void free_rules(List *rules) {
+    List_free(rules, Rule::free_thunk);
 }
 
 // The rule that stands for a bare authId: it guards all access. Null when memory is short.
-AccessControlRule *rule_for_auth_id(const Identifier *authId)
-{
+AccessControlRule *rule_for_auth_id(const Identifier *authId) {
     Owned<AccessControlRule, asn1_AccessControlRule_free> rule(asn1_AccessControlRule_new());
     if (rule == nullptr)
         return nullptr;
@@ -44,8 +41,7 @@ AccessControlRule *rule_for_auth_id(const Identifier *authId)
     return rule->securityCondition->value != nullptr ? rule.release() : nullptr;
 }
 
-List *rules_for_auth_id(const Identifier *authId)
-{
+List *rules_for_auth_id(const Identifier *authId) {
     Owned<List, free_rules> rules(List_new(1));
     Owned<AccessControlRule, asn1_AccessControlRule_free> rule(rule_for_auth_id(authId));
     if (rules == nullptr || rule == nullptr || List_append(rules.get(), rule.get(), nullptr) == nullptr)
@@ -56,8 +52,7 @@ List *rules_for_auth_id(const Identifier *authId)
 
 // Every CHOICE of an object type has these two members.
 struct TypedObject {
-    explicit TypedObject(const void *record)
-    {
+    explicit TypedObject(const void *record) {
         static_assert(sizeof(TypedObject) == sizeof(PrivateKeyType) && sizeof(TypedObject) == sizeof(CertificateType));
         std::memcpy(this, record, sizeof *this);
     }
@@ -69,8 +64,7 @@ struct TypedObject {
 // bytes in another, and the type is not known here. Both are zero-filled blocks, so what they begin with tells them
 // apart: bytes with their count, which the size of a file keeps low, an object with a pointer, and no pointer lies in
 // the lowest 64 KiB (vm.mmap_min_addr).
-bool is_carried(const void *value)
-{
+bool is_carried(const void *value) {
     constexpr uintptr_t lowest_address = 0x10000;
     uintptr_t head = 0;
     static_assert(sizeof head <= sizeof(asn1_Any) && sizeof head <= sizeof(PKCS15Object));
@@ -79,8 +73,7 @@ bool is_carried(const void *value)
     return head < lowest_address;
 }
 
-constexpr uint32_t bit(uint32_t number)
-{
+constexpr uint32_t bit(uint32_t number) {
     return 1u << number;
 }
 
@@ -104,15 +97,13 @@ constexpr uint8_t other_key_choice = 14;
 
 namespace token {
 
-const PKCS15Object *object_in(uint32_t objectType, const void *record)
-{
+const PKCS15Object *object_in(uint32_t objectType, const void *record) {
     const TypedObject typed(record);
     const bool isObject = typed.tag < 32 && (object_tags[objectType] & bit(typed.tag)) != 0;
     return isObject ? static_cast<const PKCS15Object *>(typed.value) : nullptr;
 }
 
-const Identifier *object_identifier(uint32_t objectType, const void *record)
-{
+const Identifier *object_identifier(uint32_t objectType, const void *record) {
     const PKCS15Object *object = object_in(objectType, record);
     if (object == nullptr)
         return nullptr;
@@ -134,43 +125,35 @@ const Identifier *object_identifier(uint32_t objectType, const void *record)
 
 extern "C" {
 
-uint32_t pkcs15_Initialize(void)
-{
+uint32_t pkcs15_Initialize(void) {
     return 0;
 }
 
-void pkcs15_Finalize(void)
-{
-}
+void pkcs15_Finalize(void) {}
 
-void pkcs15_FreeData(void *data)
-{
+void pkcs15_FreeData(void *data) {
     std::free(data);
 }
 
-DIRRecord *pkcs15_ScGetDIRRecord(const TokenContext *tokenContext)
-{
+DIRRecord *pkcs15_ScGetDIRRecord(const TokenContext *tokenContext) {
     return tokenContext->dirRecord;
 }
 
-TokenInfo *pkcs15_ScGetTokenInfo(const TokenContext *tokenContext)
-{
+TokenInfo *pkcs15_ScGetTokenInfo(const TokenContext *tokenContext) {
     return tokenContext->tokenInfo;
 }
 
-CommonObjectAttributes *pkcs15_GetCommonObjectAttributes(const void *object)
-{
+CommonObjectAttributes *pkcs15_GetCommonObjectAttributes(const void *object) {
     const TypedObject typed(object);
     if (typed.value == nullptr || token::selector(typed) == other_key_choice || is_carried(typed.value))
         return nullptr;
     return static_cast<const PKCS15Object *>(typed.value)->commonObjectAttributes;
 }
 
-uint32_t pkcs15_GetObjectACRs(const CommonObjectAttributes *commonAttributes, List **rules)
-{
+uint32_t pkcs15_GetObjectACRs(const CommonObjectAttributes *commonAttributes, List **rules) {
     *rules = nullptr;
     if (commonAttributes->accessControlRules != nullptr)
-        *rules = List_clone(commonAttributes->accessControlRules, RuleThunks::clone_thunk, RuleThunks::free_thunk);
+        *rules = List_clone(commonAttributes->accessControlRules, Rule::clone_thunk, Rule::free_thunk);
     else if (commonAttributes->authId != nullptr)
         *rules = rules_for_auth_id(commonAttributes->authId);
     else
@@ -178,8 +161,7 @@ uint32_t pkcs15_GetObjectACRs(const CommonObjectAttributes *commonAttributes, Li
     return *rules != nullptr ? 0 : raise(PKCS15_E_NO_MEMORY);
 }
 
-Path *pkcs15_GetIndirectValuePath(const ObjectValue *value)
-{
+Path *pkcs15_GetIndirectValuePath(const ObjectValue *value) {
     if (value == nullptr || token::selector(*value) != token::sequence_choice)
         return nullptr;
     const auto *reference = static_cast<const ReferencedValue *>(value->value);
@@ -188,8 +170,7 @@ Path *pkcs15_GetIndirectValuePath(const ObjectValue *value)
     return static_cast<Path *>(reference->value);
 }
 
-char *pkcs15_Label2szString(const Label *label, char *buffer, uint32_t size)
-{
+char *pkcs15_Label2szString(const Label *label, char *buffer, uint32_t size) {
     std::memset(buffer, 0, size);
     if (label != nullptr && label->len != 0)
         strncpy_safe(buffer, size, reinterpret_cast<const char *>(label->data), label->len);
@@ -197,8 +178,7 @@ char *pkcs15_Label2szString(const Label *label, char *buffer, uint32_t size)
     return buffer;
 }
 
-uint8_t bitcount(uint32_t value)
-{
+uint8_t bitcount(uint32_t value) {
     uint8_t count = 0;
     for (uint32_t rest = value & 0xFF; rest != 0; rest &= rest - 1)
         ++count;

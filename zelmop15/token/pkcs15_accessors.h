@@ -11,14 +11,12 @@ inline constexpr uint8_t sequence_choice = 16;
 
 /// The alternative that a CHOICE holds; only the low byte of its tag counts.
 template <class Choice>
-uint8_t selector(const Choice &choice)
-{
+uint8_t selector(const Choice &choice) {
     return static_cast<uint8_t>(choice.tag);
 }
 
 /// First content octet of an INTEGER, which is how algorithms and references are known; 0 for the number 0.
-inline uint8_t first_octet(const asn1_Integer &number)
-{
+inline uint8_t first_octet(const asn1_Integer &number) {
     return number.len != 0 ? number.data[0] : 0;
 }
 

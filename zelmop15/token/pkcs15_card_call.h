@@ -19,16 +19,14 @@ enum : uint32_t { by_record_id = 0, next_record = 2, by_record_number = 4 };
 enum : uint32_t { transparent_file = 1, variable_record_file = 4, tlv_record_file = 5 };
 
 /// Hands a raw result to the host, whose place may be null, and yields it.
-inline uint32_t store_status(uint32_t raw, uint32_t *cardError)
-{
+inline uint32_t store_status(uint32_t raw, uint32_t *cardError) {
     if (cardError != nullptr)
         *cardError = raw;
     return raw;
 }
 
 /// Hands a raw result to the host and yields the library's code for it.
-inline uint32_t card_result(uint32_t raw, uint32_t *cardError)
-{
+inline uint32_t card_result(uint32_t raw, uint32_t *cardError) {
     return pkcs15_SCardException(store_status(raw, cardError));
 }
 
@@ -38,8 +36,7 @@ struct Record {
     uint32_t length = 0;  ///< Before a read the capacity that is offered, behind it the octets delivered.
 
     /// Reads a record to the buffer's start; raw result.
-    uint32_t read(CardHandle card, uint8_t recordId, uint32_t mode)
-    {
+    uint32_t read(CardHandle card, uint8_t recordId, uint32_t mode) {
         const uint32_t capacity = length;
         const uint32_t raw = scardcmd_ReadRecord(card, recordId, 0, mode, 0, octets, &length);
         length = std::min(length, capacity);
@@ -53,30 +50,25 @@ class FileBuffer {
     /// Greatest file that is read.
     static constexpr uint32_t capacity = 32768;
 
-    explicit operator bool() const
-    {
+    explicit operator bool() const {
         return octets_ != nullptr;
     }
     /// Reads the selected file, or the one with the short file identifier at `fileReference`, up to `limit` octets.
     /// Behind them the buffer holds zeros. Mapped result.
-    uint32_t read(CardHandle card, const uint8_t *fileReference, uint32_t limit, uint32_t *cardError)
-    {
+    uint32_t read(CardHandle card, const uint8_t *fileReference, uint32_t limit, uint32_t *cardError) {
         length_ = limit;
         const uint32_t raw = scard_ReadEFBinary(card, fileReference, 0, octets_.get(), &length_, 0);
         length_ = std::min(length_, limit);
         return card_result(raw, cardError);
     }
-    uint8_t *begin()
-    {
+    uint8_t *begin() {
         return octets_.get();
     }
-    const uint8_t *end() const
-    {
+    const uint8_t *end() const {
         return octets_.get() + length_;
     }
     /// Takes the first `length` octets for the whole file.
-    void set_length(uint32_t length)
-    {
+    void set_length(uint32_t length) {
         length_ = length;
     }
 
@@ -87,8 +79,7 @@ class FileBuffer {
 
 /// pkcs15_ScSelectFile() for a decoded path.
 inline uint32_t select_path(CardHandle card, const TokenContext *context, const Path &path, FileInfo *fileInfo,
-                            uint32_t *cardError)
-{
+                            uint32_t *cardError) {
     return pkcs15_ScSelectFile(card, context, path.path->data, path.path->len, fileInfo, cardError);
 }
 

@@ -2,28 +2,26 @@
 #include "token/pkcs15_dircache.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
 constexpr uint32_t just_used = 0xFFFFFFFF;
 constexpr uint32_t debug_level = 6;
 
-bool belongs_to(const DirectoryCacheSlot &slot, const ObjectReference &reference)
-{
+bool belongs_to(const DirectoryCacheSlot &slot, const ObjectReference &reference) {
     return slot.objectType == reference.objectType && slot.objectId == reference.objectId;
 }
 
 // As long as the stores outnumber the hits the difference wraps and the rate is huge.
-void log_hit_rate(const DirectoryCache &cache)
-{
+void log_hit_rate(const DirectoryCache &cache) {
     const uint32_t surplus = cache.hits - cache.writes;
     const double rate = cache.reads != 0 ? 100.0 * surplus / cache.reads : 0.0;
     pkcs15_LogMessage(debug_level, "PKCS#15 directory cache hit rate: %.2f%%", rate);
 }
 
 // The slot for a record, which ages the others by one. Slot 0 neither ages nor is recognised by its key.
-DirectoryCacheSlot &choose_slot(DirectoryCache &cache, const ObjectReference &reference)
-{
+DirectoryCacheSlot &choose_slot(DirectoryCache &cache, const ObjectReference &reference) {
     DirectoryCacheSlot *chosen = &cache.slots[0];
     uint32_t lowest = chosen->age;
     for (DirectoryCacheSlot *slot = cache.slots + 1; slot != std::end(cache.slots); ++slot) {
@@ -45,8 +43,7 @@ DirectoryCacheSlot &choose_slot(DirectoryCache &cache, const ObjectReference &re
 extern "C" {
 
 uint32_t pkcs15_DirCacheGet(DirectoryCache *cache, const ObjectReference *reference, uint32_t flags, uint8_t *buffer,
-                            uint32_t *length)
-{
+                            uint32_t *length) {
     if (cache == nullptr)
         return PKCS15_E_FAILED;
     ++cache->reads;
@@ -67,8 +64,7 @@ uint32_t pkcs15_DirCacheGet(DirectoryCache *cache, const ObjectReference *refere
     return 0;
 }
 
-void pkcs15_DirCachePut(DirectoryCache *cache, ObjectReference *reference, const uint8_t *data, uint32_t length)
-{
+void pkcs15_DirCachePut(DirectoryCache *cache, ObjectReference *reference, const uint8_t *data, uint32_t length) {
     if (cache == nullptr)
         return;
     ++cache->writes;
@@ -81,8 +77,7 @@ void pkcs15_DirCachePut(DirectoryCache *cache, ObjectReference *reference, const
     reference->cacheSlot = &slot;
 }
 
-void pkcs15_DirCachePurge(DirectoryCache *cache, uint32_t objectType)
-{
+void pkcs15_DirCachePurge(DirectoryCache *cache, uint32_t objectType) {
     if (cache == nullptr)
         return;
     for (DirectoryCacheSlot &slot : cache->slots) {

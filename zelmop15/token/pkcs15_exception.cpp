@@ -40,8 +40,7 @@ extern "C" {
 
 const uint32_t LogExceptionLevel[4] = {5, 4, 3, 2};
 
-uint32_t pkcs15_SCardException(uint32_t code)
-{
+uint32_t pkcs15_SCardException(uint32_t code) {
     if (code == 0)
         return 0;
     pkcs15_LogMessage(warning_level, "Device error 0x%08X.", code);
@@ -54,8 +53,7 @@ uint32_t pkcs15_SCardException(uint32_t code)
 
 namespace token {
 
-uint32_t raise(uint32_t code, const char *unit, int line)
-{
+uint32_t raise(uint32_t code, const char *unit, int line) {
     pkcs15_LogMessage(LogExceptionLevel[code >> 30], "Exception 0x%08X at %s (%d)", code, unit, line);
     return code;
 }

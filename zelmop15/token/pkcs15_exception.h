@@ -14,8 +14,7 @@ namespace token {
 
 /// The unit that a source file belongs to, as it stands in the log: the longest unit name that the file's name begins
 /// with.
-constexpr const char *unit_of(std::string_view file)
-{
+constexpr const char *unit_of(std::string_view file) {
     if (const size_t slash = file.rfind('/'); slash != std::string_view::npos)
         file.remove_prefix(slash + 1);
     for (const char *unit : {"pkcs15_scard", "pkcs15_inittoken"})

@@ -9,13 +9,11 @@ namespace {
 constexpr uint32_t max_joined_path = 234;
 
 // Begins with the identifier of the card's root.
-bool is_absolute(const uint8_t *path, uint32_t pathLength)
-{
+bool is_absolute(const uint8_t *path, uint32_t pathLength) {
     return pathLength >= 2 && path[0] == 0x3F && path[1] == 0x00;
 }
 
-bool is_below(const asn1_OctetString *directory, const uint8_t *path, uint32_t pathLength)
-{
+bool is_below(const asn1_OctetString *directory, const uint8_t *path, uint32_t pathLength) {
     return directory != nullptr && path != nullptr && pathLength <= max_joined_path &&
            directory->len <= max_joined_path - pathLength && !is_absolute(path, pathLength);
 }
@@ -25,13 +23,11 @@ bool is_below(const asn1_OctetString *directory, const uint8_t *path, uint32_t p
 extern "C" {
 
 uint32_t pkcs15_ScSelectFile(CardHandle card, const TokenContext *tokenContext, const uint8_t *path,
-                             uint32_t pathLength, FileInfo *fileInfo, uint32_t *cardError)
-{
+                             uint32_t pathLength, FileInfo *fileInfo, uint32_t *cardError) {
     const DIRRecord &application = *tokenContext->dirRecord;
     if (!is_below(application.path, path, pathLength))
-        return token::card_result(scard_SelectFile(card, application.aid->data, application.aid->len, path, pathLength,
-                                                   fileInfo),
-                                  cardError);
+        return token::card_result(
+            scard_SelectFile(card, application.aid->data, application.aid->len, path, pathLength, fileInfo), cardError);
     uint8_t joined[max_joined_path];
     uint8_t *behind = std::copy_n(application.path->data, application.path->len, joined);
     behind = std::copy_n(path, pathLength, behind);

@@ -6,10 +6,10 @@
 
 /// Row of the table: what is done with the objects of one type.
 struct P15TypeFunctions {
-    const char *name;         ///< Name of the objects' type.
-    asn1_element_free free;   ///< Releases an object; null is a no-op.
-    asn1_element_d decoder;   ///< Reads an object.
-    asn1_element_e encoder;   ///< Writes an object.
+    const char *name;        ///< Name of the objects' type.
+    asn1_element_free free;  ///< Releases an object; null is a no-op.
+    asn1_element_d decoder;  ///< Reads an object.
+    asn1_element_e encoder;  ///< Writes an object.
 };
 
 namespace token {
@@ -19,8 +19,7 @@ template <class T, auto Encode, auto Decode, auto Free>
 using RecordThunks = asn1::Coder<T, asn1::no_octet, Encode, Decode, Free>;
 
 template <class T, auto Encode, auto Decode, auto Free>
-constexpr P15TypeFunctions type_functions(const char *name)
-{
+constexpr P15TypeFunctions type_functions(const char *name) {
     using Thunks = RecordThunks<T, Encode, Decode, Free>;
     return {name, Thunks::free_thunk, Thunks::d_thunk, Thunks::e_thunk};
 }
