@@ -1,0 +1,121 @@
+// A smart card in software: one command in, one answer out, as ISO/IEC 7816-4 has it.
+#ifndef VIRTUALCARD_CARD_H
+#define VIRTUALCARD_CARD_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "virtualcard/command.h"
+#include "virtualcard/image.h"
+#include "virtualcard/status_words.h"
+
+namespace virtualcard {
+
+/// A card at work: its image, what is selected, what has been proven. One thread at a time; different cards share
+/// nothing.
+class VirtualCard {
+  public:
+    /// A card in memory only.
+    explicit VirtualCard(CardImage image);
+    /// A card that is kept in `file`: each command that changes it is written there before it is answered, and is
+    /// answered 6581 when that fails, as it does after somebody else has changed the file. Throws ImageError.
+    static std::unique_ptr<VirtualCard> load(const std::string &file);
+
+    VirtualCard(const VirtualCard &) = delete;
+    VirtualCard &operator=(const VirtualCard &) = delete;
+
+    /// Writes the image to the file it came from; nothing for a card in memory. Throws ImageError.
+    void save();
+    /// Runs one command of any content and returns the answer's data and status word. Throws std::bad_alloc alone.
+    Bytes transmit(std::span<const uint8_t> command);
+    /// What the reader does to a card: the root is selected and nothing is proven any more.
+    void reset();
+    /// The answer to reset.
+    const Bytes &atr() const {
+        return atr_;
+    }
+    const CardImage &image() const {
+        return image_;
+    }
+
+  private:
+    struct Answer {
+        // Implicit on purpose: a handler returns a status word, data, or both.
+        Answer(uint16_t word) : status(word) {}
+        Answer(Bytes octets, uint16_t word = sw::ok) : data(std::move(octets)), status(word) {}
+        Bytes data;
+        uint16_t status;
+    };
+    using Handler = Answer (VirtualCard::*)(const Command &);
+    struct Instruction {
+        uint8_t ins;
+        Handler handler;
+    };
+    // The place of a record in the current EF, or why there is none.
+    struct RecordPlace {
+        uint16_t status = sw::ok;
+        size_t index = 0;
+    };
+
+    static const Instruction instructions[];
+
+    Answer execute(std::span<const uint8_t> octets);
+    Answer dispatch(const Command &command);
+    Answer fit(Answer answer, const Command &command);
+    Answer keep(Answer answer);
+
+    // card_select.cpp
+    Answer select(const Command &command);
+    std::vector<File *> locate(const Command &command, uint16_t &status);
+    std::vector<File *> locateByIdentifier(uint16_t fid);
+    std::vector<File *> locateByPath(std::vector<File *> from, std::span<const uint8_t> path);
+    void makeCurrent(std::vector<File *> chain);
+    uint16_t selectShort(uint8_t sfi);
+
+    // card_binary.cpp
+    Answer readBinary(const Command &command);
+    Answer updateBinary(const Command &command);
+    Answer readBinaryOdd(const Command &command);
+    Answer updateBinaryOdd(const Command &command);
+    uint16_t openBinary(const Command &command, Operation operation, size_t &offset);
+    uint16_t openBinaryOdd(const Command &command, Operation operation, size_t &offset, std::span<const uint8_t> &data);
+    uint16_t overwrite(size_t offset, std::span<const uint8_t> data);
+
+    // card_record.cpp
+    Answer readRecord(const Command &command);
+    Answer updateRecord(const Command &command);
+    Answer appendRecord(const Command &command);
+    uint16_t openRecords(uint8_t sfi, Operation operation);
+    RecordPlace findRecord(uint8_t p1, uint8_t mode);
+
+    // card_data.cpp
+    Answer getData(const Command &command);
+    Answer getResponse(const Command &command);
+    Answer getChallenge(const Command &command);
+    Answer verify(const Command &command);
+
+    uint16_t usable(const File &file, Operation operation) const;
+
+    CardImage image_;
+    Bytes atr_;
+    std::string file_;  // empty for a card in memory
+    FileIdentity identity_;
+    bool changed_ = false;
+
+    std::vector<File *> dfs_;  // from the root to the current DF
+    File *ef_ = nullptr;       // the current EF
+    std::optional<size_t> record_;
+    SecurityStatus proven_;
+    // The rest of an answer that GET RESPONSE is to fetch.
+    Bytes held_;
+    uint16_t heldStatus_ = sw::ok;
+};
+
+}  // namespace virtualcard
+
+#endif

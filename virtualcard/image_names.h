@@ -1,0 +1,47 @@
+// The words of the image's text form, for reader and writer alike.
+#ifndef VIRTUALCARD_IMAGE_NAMES_H
+#define VIRTUALCARD_IMAGE_NAMES_H
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "virtualcard/image.h"
+
+namespace virtualcard::names {
+
+inline constexpr std::string_view format = "zelmo virtual card 1";
+
+inline constexpr std::array<std::pair<FileKind, std::string_view>, 4> kinds = {{
+    {FileKind::df, "df"},
+    {FileKind::transparent, "transparent"},
+    {FileKind::linearVariable, "linear-variable"},
+    {FileKind::tlvRecords, "tlv-records"},
+}};
+
+inline constexpr std::array<std::pair<FileState, std::string_view>, 3> states = {{
+    {FileState::activated, "activated"},
+    {FileState::deactivated, "deactivated"},
+    {FileState::terminated, "terminated"},
+}};
+
+inline constexpr std::array<std::pair<Operation, std::string_view>, 5> operations = {{
+    {Operation::read, "read"},
+    {Operation::update, "update"},
+    {Operation::append, "append"},
+    {Operation::create, "create"},
+    {Operation::remove, "delete"},
+}};
+
+inline constexpr std::array<std::pair<AccessCondition::Kind, std::string_view>, 6> conditions = {{
+    {AccessCondition::Kind::always, "always"},
+    {AccessCondition::Kind::never, "never"},
+    {AccessCondition::Kind::pin, "pin"},
+    {AccessCondition::Kind::key, "key"},
+    {AccessCondition::Kind::all, "and"},
+    {AccessCondition::Kind::any, "or"},
+}};
+
+}  // namespace virtualcard::names
+
+#endif
