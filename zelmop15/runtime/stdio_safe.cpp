@@ -12,7 +12,11 @@ int print(char *dest, size_t limit, const char *format, va_list arguments) {
 }
 
 int print(wchar_t *dest, size_t limit, const wchar_t *format, va_list arguments) {
-    return std::vswprintf(dest, limit, format, arguments);
+    const int result = std::vswprintf(dest, limit, format, arguments);
+    // A wide text that is cut is left without the call's own terminator.
+    if (result < 0 && limit != 0)
+        dest[limit - 1] = 0;
+    return result;
 }
 
 /// Prints with `limit` and terminates at `terminator`, or returns `refusal` where there is no room at all.
