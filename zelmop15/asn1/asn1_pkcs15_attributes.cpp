@@ -4,94 +4,139 @@
 
 namespace asn1 {
 
+// clang-format off
 template <>
-struct Schema<::Path> : Sequence<                                 //
-                            Mandatory<&::Path::path, OctetString>,  //
-                            Optional<&::Path::index, Integer, 0x02>,
-                            Optional<&::Path::length, Integer, 0x80>> {};
+struct Schema<::Path> {
+    using R = ::Path;
+    using fields = Sequence<
+        Mandatory<&R::path,   OctetString>,
+        Optional <&R::index,  Integer,     0x02>,
+        Optional <&R::length, Integer,     0x80>>;
+};
 
 template <>
-struct Schema<::CommonObjectAttributes>
-    : Sequence<Optional<&::CommonObjectAttributes::label, Label, 0x0C>,
-               Optional<&::CommonObjectAttributes::flags, BitString, 0x03>,
-               Optional<&::CommonObjectAttributes::authId, Identifier, 0x04>,
-               Optional<&::CommonObjectAttributes::userConsent, Integer, 0x02>,
-               Optional<&::CommonObjectAttributes::accessControlRules, SeqOf<AccessControlRule>, 0x30>> {};
+struct Schema<::CommonObjectAttributes> {
+    using R = ::CommonObjectAttributes;
+    using fields = Sequence<
+        Optional<&R::label,              Label,                    0x0C>,
+        Optional<&R::flags,              BitString,                0x03>,
+        Optional<&R::authId,             Identifier,               0x04>,
+        Optional<&R::userConsent,        Integer,                  0x02>,
+        Optional<&R::accessControlRules, SeqOf<AccessControlRule>, 0x30>>;
+};
 
 template <>
-struct Schema<::AccessControlRule>
-    : Sequence<Mandatory<&::AccessControlRule::accessMode, BitString>,
-               Mandatory<&::AccessControlRule::securityCondition, SecurityCondition>> {};
+struct Schema<::AccessControlRule> {
+    using R = ::AccessControlRule;
+    using fields = Sequence<
+        Mandatory<&R::accessMode,        BitString>,
+        Mandatory<&R::securityCondition, SecurityCondition>>;
+};
 
 // The url forms stay opaque.
 template <>
-struct Schema<::ReferencedValue> : Choice<Alternative<16, Path>,  //
-                                          Alternative<19, Any>,   //
-                                          Alternative<22, Any>,   //
-                                          Alternative<3, Any>> {};
+struct Schema<::ReferencedValue> {
+    using fields = Choice<
+        Alternative<16, Path>,
+        Alternative<19, Any>,
+        Alternative<22, Any>,
+        Alternative<3,  Any>>;
+};
 
 // An indirect-protected value is refused on reading by the ReferencedValue, which knows no number 1.
 template <>
-struct Schema<::ObjectValue> : Choice<Alternative<0, Any>,              //
-                                      Alternative<1, ReferencedValue>,  //
-                                      Alternative<2, Any>,              //
-                                      Alternative<3, ReferencedValue>,
-                                      Alternative<16, ReferencedValue>,
-                                      Alternative<19, ReferencedValue>,
-                                      Alternative<22, ReferencedValue>> {};
+struct Schema<::ObjectValue> {
+    using fields = Choice<
+        Alternative<0,  Any>,
+        Alternative<1,  ReferencedValue>,
+        Alternative<2,  Any>,
+        Alternative<3,  ReferencedValue>,
+        Alternative<16, ReferencedValue>,
+        Alternative<19, ReferencedValue>,
+        Alternative<22, ReferencedValue>>;
+};
 
 template <>
-struct Schema<::PathOrObjects> : Choice<Alternative<16, Path>,             //
-                                        Alternative<0, SeqOf<Any>, 0xA0>,  //
-                                        Alternative<2, Any>,               //
-                                        Alternative<1, ReferencedValue>> {};
+struct Schema<::PathOrObjects> {
+    using fields = Choice<
+        Alternative<16, Path>,
+        Alternative<0,  SeqOf<Any>,      0xA0>,
+        Alternative<2,  Any>,
+        Alternative<1,  ReferencedValue>>;
+};
 
 template <>
-struct Schema<::KeyInfo> : Choice<Alternative<2, Reference>, Alternative<16, Any>> {};
+struct Schema<::KeyInfo> {
+    using fields = Choice<
+        Alternative<2,  Reference>,
+        Alternative<16, Any>>;
+};
 
 // In memory keyReference stands before accessFlags.
 template <>
-struct Schema<::CommonKeyAttributes>
-    : Sequence<Mandatory<&::CommonKeyAttributes::iD, Identifier>,
-               Mandatory<&::CommonKeyAttributes::usage, BitString>,
-               DefaultBoolean<&::CommonKeyAttributes::native, true, 0x01>,
-               Optional<&::CommonKeyAttributes::accessFlags, BitString, 0x03>,
-               Optional<&::CommonKeyAttributes::keyReference, Reference, 0x02>,
-               Optional<&::CommonKeyAttributes::startDate, GeneralizedTime, 0x18>,
-               Optional<&::CommonKeyAttributes::endDate, GeneralizedTime, 0x80>> {};
+struct Schema<::CommonKeyAttributes> {
+    using R = ::CommonKeyAttributes;
+    using fields = Sequence<
+        Mandatory     <&R::iD,           Identifier>,
+        Mandatory     <&R::usage,        BitString>,
+        DefaultBoolean<&R::native,       true,            0x01>,
+        Optional      <&R::accessFlags,  BitString,       0x03>,
+        Optional      <&R::keyReference, Reference,       0x02>,
+        Optional      <&R::startDate,    GeneralizedTime, 0x18>,
+        Optional      <&R::endDate,      GeneralizedTime, 0x80>>;
+};
 
 template <>
-struct Schema<::CommonPrivateKeyAttributes>
-    : Sequence<Optional<&::CommonPrivateKeyAttributes::subjectName, Any, 0x30>,
-               Optional<&::CommonPrivateKeyAttributes::keyIdentifiers, SeqOf<Any>, 0xA0>> {};
+struct Schema<::CommonPrivateKeyAttributes> {
+    using R = ::CommonPrivateKeyAttributes;
+    using fields = Sequence<
+        Optional<&R::subjectName,    Any,        0x30>,
+        Optional<&R::keyIdentifiers, SeqOf<Any>, 0xA0>>;
+};
 
 template <>
-struct Schema<::CommonPublicKeyAttributes>
-    : Sequence<Optional<&::CommonPublicKeyAttributes::subjectName, Any, 0x30>,
-               Optional<&::CommonPublicKeyAttributes::trustedUsage, Any, 0xA0>> {};
+struct Schema<::CommonPublicKeyAttributes> {
+    using R = ::CommonPublicKeyAttributes;
+    using fields = Sequence<
+        Optional<&R::subjectName,  Any, 0x30>,
+        Optional<&R::trustedUsage, Any, 0xA0>>;
+};
 
 template <>
-struct Schema<::CommonSecretKeyAttributes>
-    : Sequence<Optional<&::CommonSecretKeyAttributes::keyLen, Integer, 0x02>> {};
+struct Schema<::CommonSecretKeyAttributes> {
+    using R = ::CommonSecretKeyAttributes;
+    using fields = Sequence<
+        Optional<&R::keyLen, Integer, 0x02>>;
+};
 
 template <>
-struct Schema<::CommonCertificateAttributes>
-    : Sequence<Mandatory<&::CommonCertificateAttributes::iD, Identifier>,
-               DefaultBoolean<&::CommonCertificateAttributes::authority, false, 0x01>,
-               Optional<&::CommonCertificateAttributes::identifier, Any, 0x30>,
-               Optional<&::CommonCertificateAttributes::certHash, Any, 0xA0>,
-               Optional<&::CommonCertificateAttributes::trustedUsage, Any, 0xA1>,
-               Optional<&::CommonCertificateAttributes::identifiers, SeqOf<Any>, 0xA2>,
-               DefaultBoolean<&::CommonCertificateAttributes::implicitTrust, false, 0x83>> {};
+struct Schema<::CommonCertificateAttributes> {
+    using R = ::CommonCertificateAttributes;
+    using fields = Sequence<
+        Mandatory     <&R::iD,            Identifier>,
+        DefaultBoolean<&R::authority,     false,      0x01>,
+        Optional      <&R::identifier,    Any,        0x30>,
+        Optional      <&R::certHash,      Any,        0xA0>,
+        Optional      <&R::trustedUsage,  Any,        0xA1>,
+        Optional      <&R::identifiers,   SeqOf<Any>, 0xA2>,
+        DefaultBoolean<&R::implicitTrust, false,      0x83>>;
+};
 
 template <>
-struct Schema<::CommonDataObjectAttributes>
-    : Sequence<Optional<&::CommonDataObjectAttributes::applicationName, Label, 0x0C>,
-               Optional<&::CommonDataObjectAttributes::applicationOID, ObjId, 0x06>> {};
+struct Schema<::CommonDataObjectAttributes> {
+    using R = ::CommonDataObjectAttributes;
+    using fields = Sequence<
+        Optional<&R::applicationName, Label, 0x0C>,
+        Optional<&R::applicationOID,  ObjId, 0x06>>;
+};
 
 template <>
-struct Schema<::CommonAuthenticationObjectAttributes>
-    : Sequence<Mandatory<&::CommonAuthenticationObjectAttributes::authId, Identifier>> {};
+struct Schema<::CommonAuthenticationObjectAttributes> {
+    using R = ::CommonAuthenticationObjectAttributes;
+    using fields = Sequence<
+        Mandatory<&R::authId, Identifier>>;
+};
+// clang-format on
 
 }  // namespace asn1
 
@@ -117,8 +162,7 @@ namespace {
 
 // A direct value goes on into an indirect one: a ReferencedValue must stand right behind the element, and it takes the
 // element's place. The record then carries the reference's own number, so that encoding and release know what it holds.
-const uint8_t *decode_direct_value(const uint8_t *z, const uint8_t *end, ObjectValue **value, uint16_t level)
-{
+const uint8_t *decode_direct_value(const uint8_t *z, const uint8_t *end, ObjectValue **value, uint16_t level) {
     asn1_Any *any = nullptr;
     z = asn1_Any_d(z, end, 0, &any, level);
     asn1_Any_free(any);
@@ -143,8 +187,7 @@ const uint8_t *decode_direct_value(const uint8_t *z, const uint8_t *end, ObjectV
 extern "C" {
 
 const uint8_t *asn1_ObjectValue_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, ObjectValue **value,
-                                  uint16_t level)
-{
+                                  uint16_t level) {
     ZELMO_ASSERT(impl_tag == 0, "impl_tag == 0");
     if (asn1::remaining(z, end) == 0 || (*z & asn1::tag_number_mask) != 0)
         return asn1::decode_choice(z, end, impl_tag, value, level);
@@ -152,55 +195,45 @@ const uint8_t *asn1_ObjectValue_d(const uint8_t *z, const uint8_t *end, uint8_t 
     return decode_direct_value(z, end, value, level);
 }
 
-uint32_t asn1_Opaque_e(uint8_t **cursor, const Opaque *value)
-{
+uint32_t asn1_Opaque_e(uint8_t **cursor, const Opaque *value) {
     return asn1_ObjectValue_e(cursor, value);
 }
 
-const uint8_t *asn1_Opaque_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, Opaque **value, uint16_t level)
-{
+const uint8_t *asn1_Opaque_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, Opaque **value, uint16_t level) {
     return asn1_ObjectValue_d(z, end, impl_tag, value, level);
 }
 
-void asn1_Opaque_free(Opaque *value)
-{
+void asn1_Opaque_free(Opaque *value) {
     asn1_ObjectValue_free(value);
 }
 
 // Unlike the other copies, that of a Path demands its mandatory member.
-Path *asn1_Path_clone(const Path *value)
-{
+Path *asn1_Path_clone(const Path *value) {
     return value == nullptr || value->path == nullptr ? nullptr : asn1::clone_record(value);
 }
 
-uint32_t asn1_Label_e(uint8_t **cursor, const Label *value)
-{
+uint32_t asn1_Label_e(uint8_t **cursor, const Label *value) {
     return asn1_UTF8String_e(cursor, value);
 }
 
-const uint8_t *asn1_Label_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, Label **value, uint16_t level)
-{
+const uint8_t *asn1_Label_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, Label **value, uint16_t level) {
     return asn1_UTF8String_d(z, end, impl_tag, value, level);
 }
 
-uint32_t asn1_Reference_e(uint8_t **cursor, const Reference *value)
-{
+uint32_t asn1_Reference_e(uint8_t **cursor, const Reference *value) {
     return asn1_Integer_e(cursor, value);
 }
 
 const uint8_t *asn1_Reference_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, Reference **value,
-                                uint16_t level)
-{
+                                uint16_t level) {
     return asn1_Integer_d(z, end, impl_tag, value, level);
 }
 
-Identifier *asn1_Identifier_set(uint8_t value)
-{
+Identifier *asn1_Identifier_set(uint8_t value) {
     return asn1_ASN1String_new(1, &value);
 }
 
-uint8_t asn1_Identifier_get(const Identifier *id)
-{
+uint8_t asn1_Identifier_get(const Identifier *id) {
     ZELMO_ASSERT(id->len == 1, "id->len == 1");
     return id->data[0];
 }

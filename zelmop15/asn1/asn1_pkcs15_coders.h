@@ -27,8 +27,8 @@ using CommonPublicKeyAttributes = ASN1_PLAIN_RECORD_CODER(CommonPublicKeyAttribu
 using CommonSecretKeyAttributes = ASN1_PLAIN_RECORD_CODER(CommonSecretKeyAttributes, sequence_octet);
 using CommonCertificateAttributes = ASN1_PLAIN_RECORD_CODER(CommonCertificateAttributes, sequence_octet);
 using CommonDataObjectAttributes = ASN1_PLAIN_RECORD_CODER(CommonDataObjectAttributes, sequence_octet);
-using CommonAuthenticationObjectAttributes =
-    ASN1_PLAIN_RECORD_CODER(CommonAuthenticationObjectAttributes, sequence_octet);
+using CommonAuthenticationObjectAttributes = ASN1_PLAIN_RECORD_CODER(CommonAuthenticationObjectAttributes,
+                                                                     sequence_octet);
 
 using PinAttributes = ASN1_PLAIN_RECORD_CODER(PinAttributes, sequence_octet);
 using BiometricAttributes = ASN1_PLAIN_RECORD_CODER(BiometricAttributes, sequence_octet);

@@ -1,5 +1,5 @@
-// SecurityCondition, a tree of any depth. All its operations walk the tree without recursion: the input alone limits the
-// nesting, and a card must not be able to use up the caller's stack.
+// SecurityCondition, a tree of any depth. All its operations walk the tree without recursion: the input alone limits
+// the nesting, and a card must not be able to use up the caller's stack.
 #include "asn1/asn1_pkcs15_coders.h"
 #include "asn1/asn1_span.h"
 #include "runtime/small_stack.h"
@@ -13,21 +13,18 @@ constexpr uint8_t context = 0x80;
 
 using OwnedCondition = Owned<SecurityCondition, asn1_SecurityCondition_free>;
 
-bool is_list(const SecurityCondition *condition)
-{
+bool is_list(const SecurityCondition *condition) {
     return condition->tag == and_ || condition->tag == or_;
 }
 
-List *list_of(const SecurityCondition *condition)
-{
+List *list_of(const SecurityCondition *condition) {
     return static_cast<List *>(condition->value);
 }
 
 // ---- release -------------------------------------------------------------------------------------------------------
 
 // Frees a condition but for the list it holds, which it returns.
-List *free_but_list(SecurityCondition *condition)
-{
+List *free_but_list(SecurityCondition *condition) {
     while (condition != nullptr) {
         SecurityCondition *const self = condition;
         condition = nullptr;
@@ -57,8 +54,7 @@ struct DecodeFrame {
 
 class Decoder {
   public:
-    const uint8_t *decode(const uint8_t *z, const uint8_t *end, uint16_t level, OwnedCondition &root)
-    {
+    const uint8_t *decode(const uint8_t *z, const uint8_t *end, uint16_t level, OwnedCondition &root) {
         z = decode_one(z, end, level, root);
         while (z != nullptr && (z = leave_finished(z)) != nullptr && !frames_.empty()) {
             const DecodeFrame frame = frames_.top();
@@ -73,8 +69,7 @@ class Decoder {
     // Decodes one condition up to its first element, if it is a list. It is stored in `condition`, or in `parent` when
     // there is one: at once, so that whatever fails later finds everything in the tree.
     const uint8_t *decode_one(const uint8_t *z, const uint8_t *limit, uint16_t level, OwnedCondition &condition,
-                              List *parent = nullptr)
-    {
+                              List *parent = nullptr) {
         if (asn1::remaining(z, limit) < 1)
             return nullptr;
         condition.reset(asn1_SecurityCondition_new());
@@ -101,8 +96,7 @@ class Decoder {
     }
 
     static const uint8_t *decode_octets(const uint8_t *z, const uint8_t *limit, uint8_t impl_tag, uint16_t level,
-                                        SecurityCondition *condition)
-    {
+                                        SecurityCondition *condition) {
         asn1_OctetString *octets = nullptr;
         z = asn1_OctetString_d(z, limit, impl_tag, &octets, level);
         condition->value = octets;
@@ -110,8 +104,7 @@ class Decoder {
     }
 
     // Read as an octet string, `not` holds a condition that names these octets: written again it gives the same bytes.
-    static const uint8_t *decode_not(const uint8_t *z, const uint8_t *limit, uint16_t level, SecurityCondition *self)
-    {
+    static const uint8_t *decode_not(const uint8_t *z, const uint8_t *limit, uint16_t level, SecurityCondition *self) {
         SecurityCondition *const inner = asn1_SecurityCondition_new();
         if (inner == nullptr)
             return nullptr;
@@ -120,8 +113,7 @@ class Decoder {
         return decode_octets(z, limit, context, level, inner);
     }
 
-    const uint8_t *enter_list(const uint8_t *z, const uint8_t *end, uint16_t level, SecurityCondition *self)
-    {
+    const uint8_t *enter_list(const uint8_t *z, const uint8_t *end, uint16_t level, SecurityCondition *self) {
         List *const list = List_new(0);
         self->value = list;
         if (list == nullptr)
@@ -136,9 +128,9 @@ class Decoder {
         return frames_.push({list, limit, indefinite != 0, level}) ? z : nullptr;
     }
 
-    // Leaves every list whose elements end at `z`. An indefinite list fills its span: end-of-contents is the span's end.
-    const uint8_t *leave_finished(const uint8_t *z)
-    {
+    // Leaves every list whose elements end at `z`. An indefinite list fills its span: end-of-contents is the span's
+    // end.
+    const uint8_t *leave_finished(const uint8_t *z) {
         while (z != nullptr && !frames_.empty() && z >= frames_.top().limit) {
             const DecodeFrame frame = frames_.top();
             frames_.pop();
@@ -166,8 +158,7 @@ struct EncodeNode {
 class Encoder {
   public:
     // Measures the whole tree; false when a part of it cannot be encoded.
-    bool measure(const SecurityCondition *root, uint32_t &total)
-    {
+    bool measure(const SecurityCondition *root, uint32_t &total) {
         if (!enter(root, 0))
             return false;
         for (size_t current = 0;;) {
@@ -188,8 +179,7 @@ class Encoder {
         }
     }
 
-    void write(uint8_t **cursor)
-    {
+    void write(uint8_t **cursor) {
         bool negated = false;
         for (size_t i = 0; i < nodes_.size(); ++i) {
             const SecurityCondition *const condition = nodes_[i].condition;
@@ -211,8 +201,7 @@ class Encoder {
     }
 
   private:
-    bool enter(const SecurityCondition *condition, size_t parent)
-    {
+    bool enter(const SecurityCondition *condition, size_t parent) {
         if (condition->tag == not_)
             ZELMO_ASSERT(condition->value != nullptr, "pElement");
         if (is_list(condition) && condition->value == nullptr)
@@ -221,8 +210,7 @@ class Encoder {
     }
 
     // The next condition inside this one that has not been looked at; a null element fails the whole.
-    const SecurityCondition *next_child(EncodeNode &node)
-    {
+    const SecurityCondition *next_child(EncodeNode &node) {
         const int32_t index = node.next++;
         if (node.condition->tag == not_)
             return index == 0 ? static_cast<const SecurityCondition *>(node.condition->value) : nullptr;
@@ -233,8 +221,7 @@ class Encoder {
         return child;
     }
 
-    static bool whole_length(const EncodeNode &node, uint32_t &total)
-    {
+    static bool whole_length(const EncodeNode &node, uint32_t &total) {
         switch (node.condition->tag) {
             case not_:
                 total = node.content;
@@ -265,8 +252,7 @@ struct CloneFrame {
 
 class Cloner {
   public:
-    bool clone(const SecurityCondition *from, SecurityCondition *to)
-    {
+    bool clone(const SecurityCondition *from, SecurityCondition *to) {
         if (!start(from, to))
             return false;
         while (!frames_.empty()) {
@@ -286,8 +272,7 @@ class Cloner {
 
   private:
     // Copies a condition but for the elements of its list. What the original lacks, the copy lacks too.
-    bool start(const SecurityCondition *from, SecurityCondition *to)
-    {
+    bool start(const SecurityCondition *from, SecurityCondition *to) {
         while (from->tag == not_) {
             to->tag = not_;
             if (from->value == nullptr)
@@ -319,14 +304,12 @@ class Cloner {
 
 extern "C" {
 
-SecurityCondition *asn1_SecurityCondition_new(void)
-{
+SecurityCondition *asn1_SecurityCondition_new(void) {
     return allocate<SecurityCondition>();
 }
 
 // Release must not need memory. A list on the way down keeps its parent in the place of the element just taken out.
-void asn1_SecurityCondition_free(SecurityCondition *value)
-{
+void asn1_SecurityCondition_free(SecurityCondition *value) {
     List *list = free_but_list(value);
     List *parent = nullptr;
     while (list != nullptr) {
@@ -347,8 +330,7 @@ void asn1_SecurityCondition_free(SecurityCondition *value)
     }
 }
 
-SecurityCondition *asn1_SecurityCondition_clone(const SecurityCondition *value)
-{
+SecurityCondition *asn1_SecurityCondition_clone(const SecurityCondition *value) {
     if (value == nullptr)
         return nullptr;
     OwnedCondition clone(asn1_SecurityCondition_new());
@@ -357,8 +339,7 @@ SecurityCondition *asn1_SecurityCondition_clone(const SecurityCondition *value)
     return clone.release();
 }
 
-uint32_t asn1_SecurityCondition_e(uint8_t **cursor, const SecurityCondition *value)
-{
+uint32_t asn1_SecurityCondition_e(uint8_t **cursor, const SecurityCondition *value) {
     Encoder encoder;
     uint32_t total = 0;
     if (value == nullptr || !encoder.measure(value, total))
@@ -369,8 +350,7 @@ uint32_t asn1_SecurityCondition_e(uint8_t **cursor, const SecurityCondition *val
 }
 
 const uint8_t *asn1_SecurityCondition_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag,
-                                        SecurityCondition **value, uint16_t level)
-{
+                                        SecurityCondition **value, uint16_t level) {
     ZELMO_ASSERT(impl_tag == 0, "impl_tag == 0");
     *value = nullptr;
     OwnedCondition root;

@@ -4,61 +4,100 @@
 
 namespace asn1 {
 
+// clang-format off
 template <>
-struct Schema<::PinAttributes> : Sequence<Mandatory<&::PinAttributes::pinFlags, BitString>,
-                                          Enumerated<&::PinAttributes::pinType>,
-                                          Mandatory<&::PinAttributes::minLength, Integer>,
-                                          Mandatory<&::PinAttributes::storedLength, Integer>,
-                                          Optional<&::PinAttributes::maxLength, Integer, 0x02>,
-                                          Optional<&::PinAttributes::pinReference, Reference, 0x80>,
-                                          Optional<&::PinAttributes::padChar, OctetString, 0x04>,
-                                          Optional<&::PinAttributes::lastPinChange, GeneralizedTime, 0x18>,
-                                          Optional<&::PinAttributes::path, Path, 0x30>> {};
-
-template <>
-struct Schema<::BiometricAttributes> : Sequence<Mandatory<&::BiometricAttributes::bioFlags, BitString>,
-                                                Mandatory<&::BiometricAttributes::templateId, ObjId>,
-                                                Mandatory<&::BiometricAttributes::bioType, BiometricType>,
-                                                Optional<&::BiometricAttributes::bioReference, Reference, 0x02>,
-                                                Optional<&::BiometricAttributes::lastChange, GeneralizedTime, 0x18>,
-                                                Optional<&::BiometricAttributes::path, Path, 0x30>> {};
-
-// Both are written with the tag 30 and chosen by their first octet, so an iris scan is never read back.
-template <>
-struct Schema<::BiometricType> : Choice<Alternative<0, IrisScan>, Alternative<16, FingerPrint>> {};
-
-template <>
-struct Schema<::IrisScan> : Sequence<Enumerated<&::IrisScan::eye>> {};
-
-template <>
-struct Schema<::FingerPrint> : Sequence<Enumerated<&::FingerPrint::hand>, Enumerated<&::FingerPrint::finger>> {};
-
-template <>
-struct Schema<::AuthKeyAttributes> : Sequence<DefaultBoolean<&::AuthKeyAttributes::derivedKey, true, 0x01>,
-                                              Mandatory<&::AuthKeyAttributes::authKeyId, Identifier>> {};
-
-template <>
-struct Schema<::X509CertificateAttributes>
-    : Sequence<Mandatory<&::X509CertificateAttributes::value, ObjectValue>,
-               Optional<&::X509CertificateAttributes::subject, Any, 0x30>,
-               Optional<&::X509CertificateAttributes::issuer, Any, 0xA0>,
-               Optional<&::X509CertificateAttributes::serialNumber, Integer, 0x02>> {};
-
-template <>
-struct Schema<::GenericSecretKeyAttributes> : Sequence<Mandatory<&::GenericSecretKeyAttributes::value, ObjectValue>> {
+struct Schema<::PinAttributes> {
+    using R = ::PinAttributes;
+    using fields = Sequence<
+        Mandatory <&R::pinFlags,      BitString>,
+        Enumerated<&R::pinType>,
+        Mandatory <&R::minLength,     Integer>,
+        Mandatory <&R::storedLength,  Integer>,
+        Optional  <&R::maxLength,     Integer,         0x02>,
+        Optional  <&R::pinReference,  Reference,       0x80>,
+        Optional  <&R::padChar,       OctetString,     0x04>,
+        Optional  <&R::lastPinChange, GeneralizedTime, 0x18>,
+        Optional  <&R::path,          Path,            0x30>>;
 };
 
 template <>
-struct Schema<::PublicRSAKeyAttributes>
-    : Sequence<Mandatory<&::PublicRSAKeyAttributes::value, ObjectValue>,
-               Mandatory<&::PublicRSAKeyAttributes::modulusLength, Integer>,
-               OptionalEither<&::PublicRSAKeyAttributes::keyInfo, KeyInfo, 0x02, 0x30>> {};
+struct Schema<::BiometricAttributes> {
+    using R = ::BiometricAttributes;
+    using fields = Sequence<
+        Mandatory<&R::bioFlags,     BitString>,
+        Mandatory<&R::templateId,   ObjId>,
+        Mandatory<&R::bioType,      BiometricType>,
+        Optional <&R::bioReference, Reference,       0x02>,
+        Optional <&R::lastChange,   GeneralizedTime, 0x18>,
+        Optional <&R::path,         Path,            0x30>>;
+};
+
+// Both are written with the tag 30 and chosen by their first octet, so an iris scan is never read back.
+template <>
+struct Schema<::BiometricType> {
+    using fields = Choice<
+        Alternative<0,  IrisScan>,
+        Alternative<16, FingerPrint>>;
+};
 
 template <>
-struct Schema<::PrivateRSAKeyAttributes>
-    : Sequence<Mandatory<&::PrivateRSAKeyAttributes::value, ObjectValue>,
-               Mandatory<&::PrivateRSAKeyAttributes::modulusLength, Integer>,
-               OptionalEither<&::PrivateRSAKeyAttributes::keyInfo, KeyInfo, 0x02, 0x30>> {};
+struct Schema<::IrisScan> {
+    using R = ::IrisScan;
+    using fields = Sequence<
+        Enumerated<&R::eye>>;
+};
+
+template <>
+struct Schema<::FingerPrint> {
+    using R = ::FingerPrint;
+    using fields = Sequence<
+        Enumerated<&R::hand>,
+        Enumerated<&R::finger>>;
+};
+
+template <>
+struct Schema<::AuthKeyAttributes> {
+    using R = ::AuthKeyAttributes;
+    using fields = Sequence<
+        DefaultBoolean<&R::derivedKey, true,       0x01>,
+        Mandatory     <&R::authKeyId,  Identifier>>;
+};
+
+template <>
+struct Schema<::X509CertificateAttributes> {
+    using R = ::X509CertificateAttributes;
+    using fields = Sequence<
+        Mandatory<&R::value,        ObjectValue>,
+        Optional <&R::subject,      Any,         0x30>,
+        Optional <&R::issuer,       Any,         0xA0>,
+        Optional <&R::serialNumber, Integer,     0x02>>;
+};
+
+template <>
+struct Schema<::GenericSecretKeyAttributes> {
+    using R = ::GenericSecretKeyAttributes;
+    using fields = Sequence<
+        Mandatory<&R::value, ObjectValue>>;
+};
+
+template <>
+struct Schema<::PublicRSAKeyAttributes> {
+    using R = ::PublicRSAKeyAttributes;
+    using fields = Sequence<
+        Mandatory     <&R::value,         ObjectValue>,
+        Mandatory     <&R::modulusLength, Integer>,
+        OptionalEither<&R::keyInfo,       KeyInfo,     0x02, 0x30>>;
+};
+
+template <>
+struct Schema<::PrivateRSAKeyAttributes> {
+    using R = ::PrivateRSAKeyAttributes;
+    using fields = Sequence<
+        Mandatory     <&R::value,         ObjectValue>,
+        Mandatory     <&R::modulusLength, Integer>,
+        OptionalEither<&R::keyInfo,       KeyInfo,     0x02, 0x30>>;
+};
+// clang-format on
 
 }  // namespace asn1
 

@@ -1,10 +1,14 @@
 // How a record is declared: once, as the list of its fields in the order of the encoding. Everything that a record can
 // do - free, clone, measure, encode, decode - follows from that list.
 //
-//     template <> struct Schema<Path> : Sequence<
-//         Mandatory<&Path::path,   OctetString, 0x04>,
-//         Optional <&Path::index,  Integer,     0x02>,
-//         Optional <&Path::length, Integer,     0x80>> {};
+//     template <>
+//     struct Schema<::Path> {
+//         using R = ::Path;
+//         using fields = Sequence<
+//             Mandatory<&R::path,   OctetString>,
+//             Optional <&R::index,  Integer, 0x02>,
+//             Optional <&R::length, Integer, 0x80>>;
+//     };
 //     ASN1_RECORD(Path)
 //
 // A field names its member, the coder of its type, and the octet with which it begins. An octet other than the type's
@@ -33,23 +37,20 @@ template <class C, class T>
 struct Thunks {
     using value_type = T;
 
-    static uint32_t e_thunk(uint8_t **cursor, const void *value)
-    {
+    static uint32_t e_thunk(uint8_t **cursor, const void *value) {
         return C::e(cursor, 0, static_cast<const T *>(value));
     }
-    static const uint8_t *d_thunk(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, void **value, uint16_t level)
-    {
+    static const uint8_t *d_thunk(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, void **value,
+                                  uint16_t level) {
         T *typed = static_cast<T *>(*value);
         z = C::d(z, end, impl_tag, &typed, level);
         *value = typed;
         return z;
     }
-    static void free_thunk(void *value)
-    {
+    static void free_thunk(void *value) {
         C::free(static_cast<T *>(value));
     }
-    static void *clone_thunk(const void *value)
-    {
+    static void *clone_thunk(const void *value) {
         return C::clone(static_cast<const T *>(value));
     }
 };
@@ -60,20 +61,16 @@ struct Coder : Thunks<Coder<T, Octet, Encode, Decode, Free, Clone>, T> {
     static constexpr uint8_t octet = Octet;
 
     /// `tag` other than 0 replaces the first octet, all but its constructed bit.
-    static uint32_t e(uint8_t **cursor, uint8_t tag, const T *value)
-    {
+    static uint32_t e(uint8_t **cursor, uint8_t tag, const T *value) {
         return tag != 0 ? asn1_implicit_e(cursor, tag, value, Coder::e_thunk) : Encode(cursor, value);
     }
-    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, uint16_t level)
-    {
+    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, uint16_t level) {
         return Decode(z, end, impl_tag, value, level);
     }
-    static void free(T *value)
-    {
+    static void free(T *value) {
         Free(value);
     }
-    static T *clone(const T *value)
-    {
+    static T *clone(const T *value) {
         static_assert(!std::is_null_pointer_v<decltype(Clone)>, "this type cannot be cloned");
         return Clone(value);
     }
@@ -84,20 +81,16 @@ template <class Element>
 struct SeqOf : Thunks<SeqOf<Element>, List> {
     static constexpr uint8_t octet = sequence_octet;
 
-    static uint32_t e(uint8_t **cursor, uint8_t tag, const List *list)
-    {
+    static uint32_t e(uint8_t **cursor, uint8_t tag, const List *list) {
         return list == nullptr ? 0 : asn1_List_e(cursor, tag != 0 ? tag : octet, list, Element::e_thunk);
     }
-    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, List **list, uint16_t level)
-    {
+    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, List **list, uint16_t level) {
         return asn1_SeqOf_d(z, end, impl_tag, Element::d_thunk, Element::free_thunk, list, level);
     }
-    static void free(List *list)
-    {
+    static void free(List *list) {
         List_free(list, Element::free_thunk);
     }
-    static List *clone(const List *list)
-    {
+    static List *clone(const List *list) {
         return List_clone(list, Element::clone_thunk, Element::free_thunk);
     }
 };
@@ -108,28 +101,24 @@ struct Explicit : Thunks<Explicit<Inner>, typename Inner::value_type> {
     using T = typename Inner::value_type;
     static constexpr uint8_t octet = no_octet;
 
-    static uint32_t e(uint8_t **cursor, uint8_t tag, const T *value)
-    {
+    static uint32_t e(uint8_t **cursor, uint8_t tag, const T *value) {
         return asn1_explicit_e(cursor, tag, value, Inner::e_thunk);
     }
-    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t tag, T **value, uint16_t level)
-    {
+    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t tag, T **value, uint16_t level) {
         void *untyped = nullptr;
         z = asn1_explicit_d(z, end, tag, Inner::d_thunk, &untyped, level);
         *value = static_cast<T *>(untyped);
         return z;
     }
-    static void free(T *value)
-    {
+    static void free(T *value) {
         Inner::free(value);
     }
-    static T *clone(const T *value)
-    {
+    static T *clone(const T *value) {
         return Inner::clone(value);
     }
 };
 
-#define ASN1_CODER(Name, T, octet)                                                                                 \
+#define ASN1_CODER(Name, T, octet) \
     using Name = Coder<T, octet, asn1_##Name##_e, asn1_##Name##_d, asn1_##Name##_free, asn1_##Name##_clone>
 ASN1_CODER(OctetString, asn1_OctetString, 0x04);
 ASN1_CODER(UTF8String, asn1_UTF8String, 0x0C);
@@ -144,20 +133,16 @@ ASN1_CODER(GeneralizedTime, char, 0x18);
 struct Any : Thunks<Any, asn1_Any> {
     static constexpr uint8_t octet = no_octet;
 
-    static uint32_t e(uint8_t **cursor, uint8_t /*tag*/, const asn1_Any *value)
-    {
+    static uint32_t e(uint8_t **cursor, uint8_t /*tag*/, const asn1_Any *value) {
         return asn1_Any_e(cursor, value);
     }
-    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t /*tag*/, asn1_Any **value, uint16_t level)
-    {
+    static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t /*tag*/, asn1_Any **value, uint16_t level) {
         return asn1_Any_d(z, end, 0, value, level);
     }
-    static void free(asn1_Any *value)
-    {
+    static void free(asn1_Any *value) {
         asn1_Any_free(value);
     }
-    static asn1_Any *clone(const asn1_Any *value)
-    {
+    static asn1_Any *clone(const asn1_Any *value) {
         return asn1_Any_clone(value);
     }
 };
@@ -167,7 +152,7 @@ using Identifier = OctetString;
 using Reference = Integer;
 
 /// Coder of a record or CHOICE that can be cloned, and of one that cannot.
-#define ASN1_RECORD_CODER(T, octet) Coder<::T, octet, asn1_##T##_e, asn1_##T##_d, asn1_##T##_free, asn1_##T##_clone>
+#define ASN1_RECORD_CODER(T, octet)       Coder<::T, octet, asn1_##T##_e, asn1_##T##_d, asn1_##T##_free, asn1_##T##_clone>
 #define ASN1_PLAIN_RECORD_CODER(T, octet) Coder<::T, octet, asn1_##T##_e, asn1_##T##_d, asn1_##T##_free>
 
 // ---- fields --------------------------------------------------------------------------------------------------------
@@ -178,8 +163,7 @@ template <auto Member>
 using RecordOf = decltype(record_of(Member));
 
 /// Whether a field that begins with `octet` stands at `z`.
-inline bool stands_at(const uint8_t *z, const uint8_t *limit, uint8_t octet)
-{
+inline bool stands_at(const uint8_t *z, const uint8_t *limit, uint8_t octet) {
     return remaining(z, limit) > 0 && *z == octet;
 }
 
@@ -189,25 +173,19 @@ struct PointerField {
     using R = RecordOf<Member>;
     static constexpr uint8_t tag = Octet == C::octet ? 0 : Octet;
 
-    static void preset(R &)
-    {
-    }
-    static bool take(const uint8_t *&z, const uint8_t *limit, R &record, uint16_t level)
-    {
+    static void preset(R &) {}
+    static bool take(const uint8_t *&z, const uint8_t *limit, R &record, uint16_t level) {
         z = C::d(z, limit, tag, &(record.*Member), level);
         return z != nullptr;
     }
-    static bool put(uint8_t **cursor, const R &record, uint32_t &sum)
-    {
+    static bool put(uint8_t **cursor, const R &record, uint32_t &sum) {
         const uint32_t length = C::e(cursor, tag, record.*Member);
         return length != 0 && add_length(sum, length);
     }
-    static void free(R &record)
-    {
+    static void free(R &record) {
         C::free(record.*Member);
     }
-    static bool clone(R &to, const R &from)
-    {
+    static bool clone(R &to, const R &from) {
         if (from.*Member != nullptr)
             to.*Member = C::clone(from.*Member);
         return to.*Member != nullptr || from.*Member == nullptr;
@@ -218,12 +196,10 @@ struct PointerField {
 template <auto Member, class C, uint8_t Octet = C::octet>
 struct Mandatory : PointerField<Member, C, Octet> {
     using Field = PointerField<Member, C, Octet>;
-    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level)
-    {
+    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level) {
         return remaining(z, limit) > 0 && Field::take(z, limit, record, level);
     }
-    static bool encode(uint8_t **cursor, const typename Field::R &record, uint32_t &sum)
-    {
+    static bool encode(uint8_t **cursor, const typename Field::R &record, uint32_t &sum) {
         return Field::put(cursor, record, sum);
     }
 };
@@ -232,12 +208,10 @@ struct Mandatory : PointerField<Member, C, Octet> {
 template <auto Member, class C, uint8_t Octet>
 struct Optional : PointerField<Member, C, Octet> {
     using Field = PointerField<Member, C, Octet>;
-    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level)
-    {
+    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level) {
         return !stands_at(z, limit, Octet) || Field::take(z, limit, record, level);
     }
-    static bool encode(uint8_t **cursor, const typename Field::R &record, uint32_t &sum)
-    {
+    static bool encode(uint8_t **cursor, const typename Field::R &record, uint32_t &sum) {
         return record.*Member == nullptr || Field::put(cursor, record, sum);
     }
 };
@@ -246,8 +220,7 @@ struct Optional : PointerField<Member, C, Octet> {
 template <auto Member, class C, uint8_t Octet, uint8_t Other>
 struct OptionalEither : Optional<Member, C, C::octet> {
     using Field = PointerField<Member, C, C::octet>;
-    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level)
-    {
+    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level) {
         const bool present = stands_at(z, limit, Octet) || stands_at(z, limit, Other);
         return !present || Field::take(z, limit, record, level);
     }
@@ -257,8 +230,7 @@ struct OptionalEither : Optional<Member, C, C::octet> {
 template <auto Member, class C, uint8_t Octet>
 struct OptionalToRead : Optional<Member, C, Octet> {
     using Field = PointerField<Member, C, Octet>;
-    static bool encode(uint8_t **cursor, const typename Field::R &record, uint32_t &sum)
-    {
+    static bool encode(uint8_t **cursor, const typename Field::R &record, uint32_t &sum) {
         return Field::put(cursor, record, sum);
     }
 };
@@ -267,11 +239,8 @@ struct OptionalToRead : Optional<Member, C, Octet> {
 template <auto Member>
 struct OctetField {
     using R = RecordOf<Member>;
-    static void free(R &)
-    {
-    }
-    static bool clone(R &to, const R &from)
-    {
+    static void free(R &) {}
+    static bool clone(R &to, const R &from) {
         to.*Member = from.*Member;
         return true;
     }
@@ -283,19 +252,16 @@ struct DefaultBoolean : OctetField<Member> {
     using R = RecordOf<Member>;
     static constexpr uint8_t own_octet = 0x01;
 
-    static void preset(R &record)
-    {
+    static void preset(R &record) {
         record.*Member = Default ? 0xFF : 0;
     }
-    static bool decode(const uint8_t *&z, const uint8_t *limit, R &record, uint16_t level)
-    {
+    static bool decode(const uint8_t *&z, const uint8_t *limit, R &record, uint16_t level) {
         if (!stands_at(z, limit, Octet))
             return true;
         z = asn1_Boolean_d(z, limit, Octet == own_octet ? 0 : Octet, &(record.*Member), level);
         return z != nullptr;
     }
-    static bool encode(uint8_t **cursor, const R &record, uint32_t &sum)
-    {
+    static bool encode(uint8_t **cursor, const R &record, uint32_t &sum) {
         if ((record.*Member != 0) == Default)
             return true;
         uint8_t *const start = cursor != nullptr ? *cursor : nullptr;
@@ -311,18 +277,14 @@ template <auto Member>
 struct Enumerated : OctetField<Member> {
     using R = RecordOf<Member>;
 
-    static void preset(R &)
-    {
-    }
-    static bool decode(const uint8_t *&z, const uint8_t *limit, R &record, uint16_t level)
-    {
+    static void preset(R &) {}
+    static bool decode(const uint8_t *&z, const uint8_t *limit, R &record, uint16_t level) {
         if (remaining(z, limit) == 0)
             return false;
         z = asn1_Enumerated_d(z, limit, 0, &(record.*Member), level);
         return z != nullptr;
     }
-    static bool encode(uint8_t **cursor, const R &record, uint32_t &sum)
-    {
+    static bool encode(uint8_t **cursor, const R &record, uint32_t &sum) {
         return add_length(sum, asn1_Enumerated_e(cursor, record.*Member));
     }
 };
@@ -333,39 +295,34 @@ struct Enumerated : OctetField<Member> {
 template <class... Fields>
 struct Sequence {
     template <class R>
-    static void free_members(R &record)
-    {
+    static void free_members(R &record) {
         (Fields::free(record), ...);
     }
     template <class R>
-    static bool clone_members(R &to, const R &from)
-    {
+    static bool clone_members(R &to, const R &from) {
         return (Fields::clone(to, from) && ...);
     }
     template <class R>
-    static bool encode_fields(uint8_t **cursor, const R &record, uint32_t &sum)
-    {
+    static bool encode_fields(uint8_t **cursor, const R &record, uint32_t &sum) {
         return (Fields::encode(cursor, record, sum) && ...);
     }
     /// Position behind the last field that was taken, or null.
     template <class R>
-    static const uint8_t *decode_fields(const uint8_t *z, const uint8_t *limit, R &record, uint16_t level)
-    {
+    static const uint8_t *decode_fields(const uint8_t *z, const uint8_t *limit, R &record, uint16_t level) {
         (Fields::preset(record), ...);
         return (Fields::decode(z, limit, record, level) && ...) ? z : nullptr;
     }
 };
 
-/// Declares a record or CHOICE: specialised as a Sequence or a Choice.
+/// Declares a record or CHOICE: specialised with a Sequence or a Choice as its `fields`.
 template <class T>
 struct Schema;
 
 template <class R>
-void free_record(R *record)
-{
+void free_record(R *record) {
     if (record == nullptr)
         return;
-    Schema<R>::free_members(*record);
+    Schema<R>::fields::free_members(*record);
     std::free(record);
 }
 
@@ -373,12 +330,11 @@ template <class R>
 using OwnedRecord = Owned<R, free_record<R>>;
 
 template <class R>
-R *clone_record(const R *record)
-{
+R *clone_record(const R *record) {
     if (record == nullptr)
         return nullptr;
     OwnedRecord<R> clone(allocate<R>());
-    if (clone == nullptr || !Schema<R>::clone_members(*clone, *record))
+    if (clone == nullptr || !Schema<R>::fields::clone_members(*clone, *record))
         return nullptr;
     return clone.release();
 }
@@ -386,8 +342,7 @@ R *clone_record(const R *record)
 /// Encodes a SEQUENCE: its fields are measured before the header can be written. `put_fields(cursor, sum)` adds what
 /// it writes or measures to the sum and is false on failure.
 template <class PutFields>
-uint32_t encode_sequence(uint8_t **cursor, PutFields put_fields)
-{
+uint32_t encode_sequence(uint8_t **cursor, PutFields put_fields) {
     uint32_t content = 0;
     if (!put_fields(nullptr, content))
         return 0;
@@ -398,19 +353,17 @@ uint32_t encode_sequence(uint8_t **cursor, PutFields put_fields)
 }
 
 template <class R>
-uint32_t encode_record(uint8_t **cursor, const R *record)
-{
+uint32_t encode_record(uint8_t **cursor, const R *record) {
     if (record == nullptr)
         return 0;
     return encode_sequence(cursor, [record](uint8_t **position, uint32_t &sum) {
-        return Schema<R>::encode_fields(position, *record, sum);
+        return Schema<R>::fields::encode_fields(position, *record, sum);
     });
 }
 
 /// Reads a SEQUENCE header; `limit` becomes the end of the fields.
 inline const uint8_t *decode_header(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, const uint8_t *&limit,
-                                    uint16_t level)
-{
+                                    uint16_t level) {
     uint32_t length = 0;
     const auto expected = static_cast<uint8_t>(impl_tag != 0 ? impl_tag | constructed_bit : 0);
     z = asn1_TagLength_d(z, end, expected, sequence_octet, nullptr, &length, nullptr, level);
@@ -420,8 +373,7 @@ inline const uint8_t *decode_header(const uint8_t *z, const uint8_t *end, uint8_
 
 /// Decodes a SEQUENCE. What follows the last known field inside it is neither skipped nor refused.
 template <class R>
-const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, R **record, uint16_t level)
-{
+const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, R **record, uint16_t level) {
     const uint8_t *limit = nullptr;
     z = decode_header(z, end, impl_tag, limit, level);
     if (z == nullptr)
@@ -430,37 +382,32 @@ const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_
     OwnedRecord<R> value(allocate<R>());
     if (value == nullptr)
         return nullptr;
-    z = Schema<R>::decode_fields(z, limit, *value, level);
+    z = Schema<R>::fields::decode_fields(z, limit, *value, level);
     if (z != nullptr)
         *record = value.release();
     return z;
 }
 
 /// Defines new, free, encode and decode of a record from its schema, with C linkage.
-#define ASN1_RECORD(T)                                                                                                \
-    extern "C" T *asn1_##T##_new(void)                                                                                \
-    {                                                                                                                 \
-        return allocate<T>();                                                                                         \
-    }                                                                                                                 \
-    extern "C" void asn1_##T##_free(T *value)                                                                         \
-    {                                                                                                                 \
-        asn1::free_record(value);                                                                                     \
-    }                                                                                                                 \
-    extern "C" uint32_t asn1_##T##_e(uint8_t **cursor, const T *value)                                                \
-    {                                                                                                                 \
-        return asn1::encode_record(cursor, value);                                                                    \
-    }                                                                                                                 \
-    extern "C" const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value,         \
-                                           uint16_t level)                                                            \
-    {                                                                                                                 \
-        return asn1::decode_record(z, end, impl_tag, value, level);                                                   \
+#define ASN1_RECORD(T)                                                                                        \
+    extern "C" T *asn1_##T##_new(void) {                                                                      \
+        return allocate<T>();                                                                                 \
+    }                                                                                                         \
+    extern "C" void asn1_##T##_free(T *value) {                                                               \
+        asn1::free_record(value);                                                                             \
+    }                                                                                                         \
+    extern "C" uint32_t asn1_##T##_e(uint8_t **cursor, const T *value) {                                      \
+        return asn1::encode_record(cursor, value);                                                            \
+    }                                                                                                         \
+    extern "C" const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, \
+                                           uint16_t level) {                                                  \
+        return asn1::decode_record(z, end, impl_tag, value, level);                                           \
     }
 
 /// Defines the deep copy of a record from its schema.
-#define ASN1_RECORD_CLONE(T)                        \
-    extern "C" T *asn1_##T##_clone(const T *value)  \
-    {                                               \
-        return asn1::clone_record(value);           \
+#define ASN1_RECORD_CLONE(T)                         \
+    extern "C" T *asn1_##T##_clone(const T *value) { \
+        return asn1::clone_record(value);            \
     }
 
 }  // namespace asn1

@@ -8,14 +8,12 @@
 namespace asn1 {
 
 /// Octets that may be read at `z`.
-inline size_t remaining(const uint8_t *z, const uint8_t *end)
-{
+inline size_t remaining(const uint8_t *z, const uint8_t *end) {
     return z < end ? static_cast<size_t>(end - z) : 0;
 }
 
 /// Adds `length` to `sum`; false when the sum would not fit in 32 bits.
-inline bool add_length(uint32_t &sum, uint32_t length)
-{
+inline bool add_length(uint32_t &sum, uint32_t length) {
     return !__builtin_add_overflow(sum, length, &sum);
 }
 

@@ -106,12 +106,12 @@ const uint8_t *asn1_ASN1String_d(const uint8_t *z, const uint8_t *end, uint8_t i
                                  asn1_ASN1String **s, uint16_t level);
 
 /// Declares one member of the string family, which forwards to asn1_ASN1String_* with its tag.
-#define ASN1_DECLARE_STRING(T)                                                                                    \
-    asn1_##T *asn1_##T##_new(uint32_t count);                                                                     \
-    void asn1_##T##_free(asn1_##T *s);                                                                            \
-    asn1_##T *asn1_##T##_clone(const asn1_##T *s);                                                                \
-    int asn1_##T##_cmp(const asn1_##T *a, const asn1_##T *b);                                                     \
-    uint32_t asn1_##T##_e(uint8_t **cursor, const asn1_##T *s);                                                   \
+#define ASN1_DECLARE_STRING(T)                                  \
+    asn1_##T *asn1_##T##_new(uint32_t count);                   \
+    void asn1_##T##_free(asn1_##T *s);                          \
+    asn1_##T *asn1_##T##_clone(const asn1_##T *s);              \
+    int asn1_##T##_cmp(const asn1_##T *a, const asn1_##T *b);   \
+    uint32_t asn1_##T##_e(uint8_t **cursor, const asn1_##T *s); \
     const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_##T **s, uint16_t level)
 
 ASN1_DECLARE_STRING(OctetString);
@@ -229,7 +229,8 @@ const uint8_t *asn1_Time_d(const uint8_t *z, const uint8_t *end, uint8_t impl_ta
 int asn1_Time2Seconds(uint32_t *seconds, const asn1_Time *time);
 int asn1_UTCTime2Seconds(uint32_t *seconds, const char *text);
 int asn1_GeneralizedTime2Seconds(uint32_t *seconds, const char *text);
-/// Writes the text of a moment into `buffer` (of the size that _new gives), or into a new one for null; null on failure.
+/// Writes the text of a moment into `buffer` (of the size that _new gives), or into a new one for null; null on
+/// failure.
 char *asn1_Seconds2UTCTime(char *buffer, uint32_t seconds);
 char *asn1_Seconds2GeneralizedTime(char *buffer, uint32_t seconds);
 /// Overwrites the time in its own form; a new GeneralizedTime for null.

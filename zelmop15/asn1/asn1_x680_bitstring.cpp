@@ -9,19 +9,16 @@
 
 namespace {
 
-uint32_t octets_of(uint32_t bits)
-{
+uint32_t octets_of(uint32_t bits) {
     return bits / 8 + (bits % 8 != 0 ? 1 : 0);
 }
 
-uint8_t mask_of(uint32_t bit)
-{
+uint8_t mask_of(uint32_t bit) {
     return static_cast<uint8_t>(0x80u >> (bit % 8));
 }
 
 // Grows the buffer to `octets`, the new ones zeroed.
-bool grow(asn1_BitString *bs, uint32_t octets)
-{
+bool grow(asn1_BitString *bs, uint32_t octets) {
     auto *data = static_cast<uint8_t *>(std::realloc(bs->data, octets));
     if (data == nullptr)
         return false;
@@ -31,8 +28,7 @@ bool grow(asn1_BitString *bs, uint32_t octets)
     return true;
 }
 
-uint32_t encode_bits(uint8_t **cursor, uint8_t unused, const uint8_t *data, uint32_t octets)
-{
+uint32_t encode_bits(uint8_t **cursor, uint8_t unused, const uint8_t *data, uint32_t octets) {
     const uint32_t header = asn1_TagLength_e(cursor, 0x03, 1 + octets);
     if (cursor != nullptr) {
         *(*cursor)++ = unused;
@@ -47,8 +43,7 @@ uint32_t encode_bits(uint8_t **cursor, uint8_t unused, const uint8_t *data, uint
 
 extern "C" {
 
-asn1_BitString *asn1_BitString_new(uint32_t bits)
-{
+asn1_BitString *asn1_BitString_new(uint32_t bits) {
     Owned<asn1_BitString, asn1_BitString_free> bs(allocate<asn1_BitString>());
     if (bs == nullptr || bits == 0)
         return bs.release();
@@ -59,16 +54,14 @@ asn1_BitString *asn1_BitString_new(uint32_t bits)
     return bs.release();
 }
 
-void asn1_BitString_free(asn1_BitString *bs)
-{
+void asn1_BitString_free(asn1_BitString *bs) {
     if (bs == nullptr)
         return;
     std::free(bs->data);
     std::free(bs);
 }
 
-asn1_BitString *asn1_BitString_clone(const asn1_BitString *bs)
-{
+asn1_BitString *asn1_BitString_clone(const asn1_BitString *bs) {
     if (bs == nullptr)
         return nullptr;
     asn1_BitString *clone = asn1_BitString_new(bs->bits);
@@ -77,15 +70,13 @@ asn1_BitString *asn1_BitString_clone(const asn1_BitString *bs)
     return clone;
 }
 
-uint32_t asn1_BitString_test(const asn1_BitString *bs, uint32_t bit)
-{
+uint32_t asn1_BitString_test(const asn1_BitString *bs, uint32_t bit) {
     if (bs == nullptr || bit >= bs->bits)
         return 0;
     return (bs->data[bit / 8] & mask_of(bit)) != 0 ? 1 : 0;
 }
 
-asn1_BitString *asn1_BitString_set(asn1_BitString *bs, uint32_t bit, uint32_t value)
-{
+asn1_BitString *asn1_BitString_set(asn1_BitString *bs, uint32_t bit, uint32_t value) {
     const uint32_t octet = bit / 8;
     const bool inside = octet < octets_of(bs->bits);
     if (value == 0) {
@@ -101,8 +92,7 @@ asn1_BitString *asn1_BitString_set(asn1_BitString *bs, uint32_t bit, uint32_t va
     return bs;
 }
 
-asn1_BitString *asn1_BitString_append(asn1_BitString *bs, uint32_t count, const uint8_t *source)
-{
+asn1_BitString *asn1_BitString_append(asn1_BitString *bs, uint32_t count, const uint8_t *source) {
     if (count == 0)
         return bs;
     const uint32_t old = octets_of(bs->bits);
@@ -115,16 +105,14 @@ asn1_BitString *asn1_BitString_append(asn1_BitString *bs, uint32_t count, const 
     return bs;
 }
 
-int asn1_BitString_cmp(const asn1_BitString *a, const asn1_BitString *b)
-{
+int asn1_BitString_cmp(const asn1_BitString *a, const asn1_BitString *b) {
     if (a->bits != b->bits)
         return 1;
     const int order = a->bits != 0 ? std::memcmp(a->data, b->data, octets_of(a->bits)) : 0;
     return order == 0 ? 0 : order < 0 ? -1 : 1;
 }
 
-uint32_t asn1_BitString_e(uint8_t **cursor, const asn1_BitString *bs)
-{
+uint32_t asn1_BitString_e(uint8_t **cursor, const asn1_BitString *bs) {
     if (bs == nullptr)
         return 0;
     uint32_t octets = bs->data != nullptr ? octets_of(bs->bits) : 0;
@@ -134,8 +122,7 @@ uint32_t asn1_BitString_e(uint8_t **cursor, const asn1_BitString *bs)
     return encode_bits(cursor, unused, bs->data, octets);
 }
 
-uint32_t asn1_BitString_BER_e(uint8_t **cursor, const asn1_BitString *bs)
-{
+uint32_t asn1_BitString_BER_e(uint8_t **cursor, const asn1_BitString *bs) {
     if (bs == nullptr)
         return 0;
     const uint32_t bits = bs->data != nullptr ? bs->bits : 0;
@@ -145,8 +132,7 @@ uint32_t asn1_BitString_BER_e(uint8_t **cursor, const asn1_BitString *bs)
 }
 
 const uint8_t *asn1_BitString_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_BitString **bs,
-                                uint16_t level)
-{
+                                uint16_t level) {
     ZELMO_ASSERT(z != nullptr, "z != ((void *)0)");
     ZELMO_ASSERT(end != nullptr, "end != ((void *)0)");
     ZELMO_ASSERT(bs != nullptr, "s != ((void *)0)");

@@ -17,8 +17,7 @@ const asn1_Integer small_integers[] = {
 
 extern "C" {
 
-asn1_Integer *asn1_Integer_new(uint32_t count)
-{
+asn1_Integer *asn1_Integer_new(uint32_t count) {
     OwnedInteger i(allocate<asn1_Integer>());
     if (i == nullptr || count == 0)
         return i.release();
@@ -29,16 +28,14 @@ asn1_Integer *asn1_Integer_new(uint32_t count)
     return i.release();
 }
 
-void asn1_Integer_free(asn1_Integer *i)
-{
+void asn1_Integer_free(asn1_Integer *i) {
     if (i == nullptr)
         return;
     std::free(i->data);
     std::free(i);
 }
 
-asn1_Integer *asn1_Integer_clone(const asn1_Integer *i)
-{
+asn1_Integer *asn1_Integer_clone(const asn1_Integer *i) {
     if (i == nullptr)
         return nullptr;
     asn1_Integer *clone = asn1_Integer_new(i->data != nullptr ? i->len : 0);
@@ -50,8 +47,7 @@ asn1_Integer *asn1_Integer_clone(const asn1_Integer *i)
     return clone;
 }
 
-uint32_t asn1_Integer_e(uint8_t **cursor, const asn1_Integer *i)
-{
+uint32_t asn1_Integer_e(uint8_t **cursor, const asn1_Integer *i) {
     static constexpr uint8_t zero = 0;
     if (i == nullptr)
         return 0;
@@ -79,8 +75,8 @@ uint32_t asn1_Integer_e(uint8_t **cursor, const asn1_Integer *i)
     return header + content;
 }
 
-const uint8_t *asn1_Integer_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_Integer **i, uint16_t level)
-{
+const uint8_t *asn1_Integer_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_Integer **i,
+                              uint16_t level) {
     if (z == nullptr || i == nullptr || asn1::remaining(z, end) < 1)
         return nullptr;
     uint32_t length = 0;
@@ -103,8 +99,7 @@ const uint8_t *asn1_Integer_d(const uint8_t *z, const uint8_t *end, uint8_t impl
     return z + length;
 }
 
-uint32_t asn1_Integer_get(const asn1_Integer *i)
-{
+uint32_t asn1_Integer_get(const asn1_Integer *i) {
     uint32_t value = 0;
     for (uint32_t n = 0; i->data != nullptr && n < i->len; ++n) {
         if (value > 0xFFFFFF)
@@ -114,8 +109,7 @@ uint32_t asn1_Integer_get(const asn1_Integer *i)
     return value;
 }
 
-asn1_Integer *asn1_Integer_set(uint32_t value)
-{
+asn1_Integer *asn1_Integer_set(uint32_t value) {
     uint32_t octets = 0;
     while (octets < 4 && value >> (8 * octets) != 0)
         ++octets;
@@ -125,31 +119,26 @@ asn1_Integer *asn1_Integer_set(uint32_t value)
     return i;
 }
 
-int asn1_Integer_cmp(const asn1_Integer *a, const asn1_Integer *b)
-{
+int asn1_Integer_cmp(const asn1_Integer *a, const asn1_Integer *b) {
     if (a->negative != b->negative || a->len != b->len)
         return 1;
     const int order = a->len != 0 ? std::memcmp(a->data, b->data, a->len) : 0;
     return order == 0 ? 0 : order < 0 ? -1 : 1;
 }
 
-const asn1_Integer *asn1_Integer_0(void)
-{
+const asn1_Integer *asn1_Integer_0(void) {
     return &small_integers[0];
 }
 
-const asn1_Integer *asn1_Integer_1(void)
-{
+const asn1_Integer *asn1_Integer_1(void) {
     return &small_integers[1];
 }
 
-const asn1_Integer *asn1_Integer_2(void)
-{
+const asn1_Integer *asn1_Integer_2(void) {
     return &small_integers[2];
 }
 
-const asn1_Integer *asn1_Integer_3(void)
-{
+const asn1_Integer *asn1_Integer_3(void) {
     return &small_integers[3];
 }
 }

@@ -9,14 +9,12 @@ constexpr uint8_t constructed_bit = 0x20;
 constexpr uint8_t sequence = 16;
 constexpr uint8_t set = 17;
 
-constexpr uint8_t constructed(uint8_t tag)
-{
+constexpr uint8_t constructed(uint8_t tag) {
     return static_cast<uint8_t>(tag | constructed_bit);
 }
 
 // Encoded length of all elements; false when one yields nothing or the sum does not fit.
-bool measure_elements(const List *list, asn1_element_e element_e, uint32_t &sum)
-{
+bool measure_elements(const List *list, asn1_element_e element_e, uint32_t &sum) {
     sum = 0;
     for (int32_t i = 0; i < List_len(list); ++i) {
         const uint32_t length = element_e(nullptr, List_get(list, i));
@@ -27,16 +25,14 @@ bool measure_elements(const List *list, asn1_element_e element_e, uint32_t &sum)
 }
 
 // Whole length of an element with this content; 0 when it does not fit in 32 bits.
-uint32_t whole_length(uint32_t content)
-{
+uint32_t whole_length(uint32_t content) {
     uint32_t sum = asn1_TagLength_e(nullptr, 0, content);
     return asn1::add_length(sum, content) ? sum : 0;
 }
 
 // Decodes elements up to `limit` into the list.
 const uint8_t *decode_elements(const uint8_t *z, const uint8_t *limit, asn1_element_d element_d,
-                               asn1_element_free element_free, List *list, uint16_t level)
-{
+                               asn1_element_free element_free, List *list, uint16_t level) {
     while (z != nullptr && asn1::remaining(z, limit) > 0) {
         void *element = nullptr;
         z = element_d(z, limit, 0, &element, level);
@@ -52,8 +48,7 @@ const uint8_t *decode_elements(const uint8_t *z, const uint8_t *limit, asn1_elem
 
 extern "C" {
 
-uint32_t asn1_implicit_e(uint8_t **cursor, uint8_t tag, const void *pElement, asn1_element_e element_e)
-{
+uint32_t asn1_implicit_e(uint8_t **cursor, uint8_t tag, const void *pElement, asn1_element_e element_e) {
     ZELMO_ASSERT(pElement != nullptr, "pElement");
     ZELMO_ASSERT(element_e != nullptr, "element_e");
     uint8_t *const start = cursor != nullptr ? *cursor : nullptr;
@@ -63,8 +58,7 @@ uint32_t asn1_implicit_e(uint8_t **cursor, uint8_t tag, const void *pElement, as
     return length;
 }
 
-uint32_t asn1_explicit_e(uint8_t **cursor, uint8_t tag, const void *pElement, asn1_element_e element_e)
-{
+uint32_t asn1_explicit_e(uint8_t **cursor, uint8_t tag, const void *pElement, asn1_element_e element_e) {
     ZELMO_ASSERT(pElement != nullptr, "pElement");
     ZELMO_ASSERT(element_e != nullptr, "element_e");
     const uint32_t content = element_e(nullptr, pElement);
@@ -78,8 +72,7 @@ uint32_t asn1_explicit_e(uint8_t **cursor, uint8_t tag, const void *pElement, as
 }
 
 const uint8_t *asn1_explicit_d(const uint8_t *z, const uint8_t *end, uint8_t tag, asn1_element_d element_d,
-                               void **ppElement, uint16_t level)
-{
+                               void **ppElement, uint16_t level) {
     ZELMO_ASSERT(z != nullptr, "z");
     ZELMO_ASSERT(ppElement != nullptr, "ppElement");
     ZELMO_ASSERT(element_d != nullptr, "element_d");
@@ -88,8 +81,7 @@ const uint8_t *asn1_explicit_d(const uint8_t *z, const uint8_t *end, uint8_t tag
     return z == nullptr ? nullptr : element_d(z, z + length, 0, ppElement, level);
 }
 
-uint32_t asn1_List_e(uint8_t **cursor, uint8_t tag, const List *list, asn1_element_e element_e)
-{
+uint32_t asn1_List_e(uint8_t **cursor, uint8_t tag, const List *list, asn1_element_e element_e) {
     uint32_t content = 0;
     if (!measure_elements(list, element_e, content))
         return 0;
@@ -106,8 +98,7 @@ uint32_t asn1_List_e(uint8_t **cursor, uint8_t tag, const List *list, asn1_eleme
 }
 
 const uint8_t *asn1_List_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag,
-                           asn1_element_d element_d, asn1_element_free element_free, List **ppList, uint16_t level)
-{
+                           asn1_element_d element_d, asn1_element_free element_free, List **ppList, uint16_t level) {
     ZELMO_ASSERT(ppList != nullptr, "ppList != ((void *)0)");
     if (z == nullptr)
         return nullptr;
@@ -138,30 +129,25 @@ const uint8_t *asn1_List_d(const uint8_t *z, const uint8_t *end, uint8_t impl_ta
     return z;
 }
 
-uint32_t asn1_SeqOf_e(uint8_t **cursor, const List *list, asn1_element_e element_e)
-{
+uint32_t asn1_SeqOf_e(uint8_t **cursor, const List *list, asn1_element_e element_e) {
     return asn1_List_e(cursor, sequence, list, element_e);
 }
 
-uint32_t asn1_SetOf_e(uint8_t **cursor, const List *list, asn1_element_e element_e)
-{
+uint32_t asn1_SetOf_e(uint8_t **cursor, const List *list, asn1_element_e element_e) {
     return asn1_List_e(cursor, set, list, element_e);
 }
 
 const uint8_t *asn1_SeqOf_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_element_d element_d,
-                            asn1_element_free element_free, List **ppList, uint16_t level)
-{
+                            asn1_element_free element_free, List **ppList, uint16_t level) {
     return asn1_List_d(z, end, impl_tag, sequence, element_d, element_free, ppList, level);
 }
 
 const uint8_t *asn1_SetOf_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_element_d element_d,
-                            asn1_element_free element_free, List **ppList, uint16_t level)
-{
+                            asn1_element_free element_free, List **ppList, uint16_t level) {
     return asn1_List_d(z, end, impl_tag, set, element_d, element_free, ppList, level);
 }
 
-uint32_t asn1_expl_List_e(uint8_t **cursor, uint8_t outer, uint8_t inner, const List *list, asn1_element_e element_e)
-{
+uint32_t asn1_expl_List_e(uint8_t **cursor, uint8_t outer, uint8_t inner, const List *list, asn1_element_e element_e) {
     if (list == nullptr)
         return 0;
     const uint32_t content = asn1_List_e(nullptr, inner, list, element_e);
@@ -176,8 +162,7 @@ uint32_t asn1_expl_List_e(uint8_t **cursor, uint8_t outer, uint8_t inner, const 
 
 const uint8_t *asn1_expl_List_d(const uint8_t *z, const uint8_t *end, uint8_t outer, uint8_t inner,
                                 asn1_element_d element_d, asn1_element_free element_free, List **ppList,
-                                uint16_t level)
-{
+                                uint16_t level) {
     if (z == nullptr || ppList == nullptr)
         return nullptr;
     uint32_t length = 0;
@@ -187,25 +172,21 @@ const uint8_t *asn1_expl_List_d(const uint8_t *z, const uint8_t *end, uint8_t ou
     return asn1_List_d(z, z + length, 0, constructed(inner), element_d, element_free, ppList, level);
 }
 
-uint32_t asn1_expl_SeqOf_e(uint8_t **cursor, uint8_t outer, const List *list, asn1_element_e element_e)
-{
+uint32_t asn1_expl_SeqOf_e(uint8_t **cursor, uint8_t outer, const List *list, asn1_element_e element_e) {
     return asn1_expl_List_e(cursor, outer, sequence, list, element_e);
 }
 
-uint32_t asn1_expl_SetOf_e(uint8_t **cursor, uint8_t outer, const List *list, asn1_element_e element_e)
-{
+uint32_t asn1_expl_SetOf_e(uint8_t **cursor, uint8_t outer, const List *list, asn1_element_e element_e) {
     return asn1_expl_List_e(cursor, outer, set, list, element_e);
 }
 
 const uint8_t *asn1_expl_SeqOf_d(const uint8_t *z, const uint8_t *end, uint8_t outer, asn1_element_d element_d,
-                                 asn1_element_free element_free, List **ppList, uint16_t level)
-{
+                                 asn1_element_free element_free, List **ppList, uint16_t level) {
     return asn1_expl_List_d(z, end, outer, sequence, element_d, element_free, ppList, level);
 }
 
 const uint8_t *asn1_expl_SetOf_d(const uint8_t *z, const uint8_t *end, uint8_t outer, asn1_element_d element_d,
-                                 asn1_element_free element_free, List **ppList, uint16_t level)
-{
+                                 asn1_element_free element_free, List **ppList, uint16_t level) {
     return asn1_expl_List_d(z, end, outer, set, element_d, element_free, ppList, level);
 }
 }

@@ -16,8 +16,7 @@ using OwnedObjId = Owned<asn1_ObjId, asn1_ObjId_free>;
 constexpr uint32_t max_octets = 5;  // of a sub-identifier of 32 bits
 constexpr size_t arc_text = 13;     // room for one printed arc with its dot
 
-uint32_t encode_arc(uint8_t **cursor, uint32_t value)
-{
+uint32_t encode_arc(uint8_t **cursor, uint32_t value) {
     uint32_t octets = 1;
     while (octets < max_octets && value >> (7 * octets) != 0)
         ++octets;
@@ -26,8 +25,7 @@ uint32_t encode_arc(uint8_t **cursor, uint32_t value)
     return octets;
 }
 
-uint32_t encode_arcs(uint8_t **cursor, const asn1_ObjId *id)
-{
+uint32_t encode_arcs(uint8_t **cursor, const asn1_ObjId *id) {
     uint32_t octets = encode_arc(cursor, id->arcs[0] * 40 + id->arcs[1]);
     for (uint32_t i = 2; i < id->count; ++i)
         octets += encode_arc(cursor, id->arcs[i]);
@@ -35,8 +33,7 @@ uint32_t encode_arcs(uint8_t **cursor, const asn1_ObjId *id)
 }
 
 // Reads one sub-identifier; null when it runs past `end` or does not fit in 32 bits.
-const uint8_t *decode_arc(const uint8_t *z, const uint8_t *end, uint32_t &value)
-{
+const uint8_t *decode_arc(const uint8_t *z, const uint8_t *end, uint32_t &value) {
     const size_t available = asn1::remaining(z, end);
     const uint8_t *const first = z;
     value = 0;
@@ -51,16 +48,14 @@ const uint8_t *decode_arc(const uint8_t *z, const uint8_t *end, uint32_t &value)
     return nullptr;
 }
 
-uint32_t count_arcs(const uint8_t *z, uint32_t length)
-{
+uint32_t count_arcs(const uint8_t *z, uint32_t length) {
     uint32_t count = 1;
     for (uint32_t i = 0; i < length; ++i)
         count += z[i] < 0x80 ? 1 : 0;
     return count;
 }
 
-bool decode_arcs(const uint8_t *z, const uint8_t *end, asn1_ObjId *id)
-{
+bool decode_arcs(const uint8_t *z, const uint8_t *end, asn1_ObjId *id) {
     for (uint32_t i = 1; asn1::remaining(z, end) > 0; ++i) {
         uint32_t value = 0;
         z = decode_arc(z, end, value);
@@ -75,14 +70,12 @@ bool decode_arcs(const uint8_t *z, const uint8_t *end, asn1_ObjId *id)
     return true;
 }
 
-bool is_digit(char c)
-{
+bool is_digit(char c) {
     return std::isdigit(static_cast<unsigned char>(c)) != 0;
 }
 
 // Reads one number in the base of its own prefix.
-bool parse_arc(const char *&text, uint32_t &value)
-{
+bool parse_arc(const char *&text, uint32_t &value) {
     if (!is_digit(*text))
         return false;
     char *end = nullptr;
@@ -99,8 +92,7 @@ bool parse_arc(const char *&text, uint32_t &value)
 
 extern "C" {
 
-asn1_ObjId *asn1_ObjId_new(uint32_t count)
-{
+asn1_ObjId *asn1_ObjId_new(uint32_t count) {
     OwnedObjId id(allocate<asn1_ObjId>());
     if (id == nullptr || count == 0)
         return id.release();
@@ -111,16 +103,14 @@ asn1_ObjId *asn1_ObjId_new(uint32_t count)
     return id.release();
 }
 
-void asn1_ObjId_free(asn1_ObjId *id)
-{
+void asn1_ObjId_free(asn1_ObjId *id) {
     if (id == nullptr)
         return;
     std::free(id->arcs);
     std::free(id);
 }
 
-asn1_ObjId *asn1_ObjId_clone(const asn1_ObjId *id)
-{
+asn1_ObjId *asn1_ObjId_clone(const asn1_ObjId *id) {
     if (id == nullptr)
         return nullptr;
     asn1_ObjId *clone = asn1_ObjId_new(id->count);
@@ -129,8 +119,7 @@ asn1_ObjId *asn1_ObjId_clone(const asn1_ObjId *id)
     return clone;
 }
 
-uint32_t asn1_ObjId_e(uint8_t **cursor, const asn1_ObjId *id)
-{
+uint32_t asn1_ObjId_e(uint8_t **cursor, const asn1_ObjId *id) {
     if (id == nullptr || id->count < 2 || id->count > UINT32_MAX / max_octets)
         return 0;
     const uint32_t content = encode_arcs(nullptr, id);
@@ -140,8 +129,7 @@ uint32_t asn1_ObjId_e(uint8_t **cursor, const asn1_ObjId *id)
     return header + content;
 }
 
-const uint8_t *asn1_ObjId_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_ObjId **id, uint16_t level)
-{
+const uint8_t *asn1_ObjId_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_ObjId **id, uint16_t level) {
     if (z == nullptr || id == nullptr)
         return nullptr;
     *id = nullptr;
@@ -157,15 +145,13 @@ const uint8_t *asn1_ObjId_d(const uint8_t *z, const uint8_t *end, uint8_t impl_t
     return z + length;
 }
 
-int asn1_ObjId_cmp(const asn1_ObjId *a, const asn1_ObjId *b)
-{
+int asn1_ObjId_cmp(const asn1_ObjId *a, const asn1_ObjId *b) {
     if (a->count != b->count)
         return 1;
     return a->count == 0 || std::memcmp(a->arcs, b->arcs, a->count * sizeof *a->arcs) == 0 ? 0 : 1;
 }
 
-asn1_ObjId *asn1_ObjId_parse(const char **text)
-{
+asn1_ObjId *asn1_ObjId_parse(const char **text) {
     const char *position = *text;
     if (position == nullptr || !is_digit(*position))
         return nullptr;
@@ -185,8 +171,7 @@ asn1_ObjId *asn1_ObjId_parse(const char **text)
     return id.release();
 }
 
-int asn1_ObjId_sprint(const asn1_ObjId *id, char *buffer, uint32_t *length)
-{
+int asn1_ObjId_sprint(const asn1_ObjId *id, char *buffer, uint32_t *length) {
     ZELMO_ASSERT(id != nullptr, "oid != ((void *)0)");
     ZELMO_ASSERT(length != nullptr, "length != ((void *)0)");
     const size_t capacity = id->count * arc_text + 1;
@@ -209,8 +194,7 @@ int asn1_ObjId_sprint(const asn1_ObjId *id, char *buffer, uint32_t *length)
     return 0;
 }
 
-int asn1_ObjId_fprint(const asn1_ObjId *id, FILE *fp)
-{
+int asn1_ObjId_fprint(const asn1_ObjId *id, FILE *fp) {
     ZELMO_ASSERT(id != nullptr, "oid != ((void *)0)");
     ZELMO_ASSERT(fp != nullptr, "fp != ((void *)0)");
     int result = 0;

@@ -28,11 +28,8 @@ struct Moment {
 // Reads numbers from a text; one that is not there leaves the reader failed.
 class DigitReader {
   public:
-    explicit DigitReader(const char *text) : text_(text)
-    {
-    }
-    int number(int digits)
-    {
+    explicit DigitReader(const char *text) : text_(text) {}
+    int number(int digits) {
         int value = 0;
         for (int i = 0; i < digits; ++i) {
             if (!at_digit()) {
@@ -43,16 +40,13 @@ class DigitReader {
         }
         return value;
     }
-    bool at_digit() const
-    {
+    bool at_digit() const {
         return std::isdigit(static_cast<unsigned char>(*text_)) != 0;
     }
-    char character()
-    {
+    char character() {
         return *text_ != '\0' ? *text_++ : '\0';
     }
-    bool finished() const
-    {
+    bool finished() const {
         return !failed_ && *text_ == '\0';
     }
 
@@ -61,8 +55,7 @@ class DigitReader {
     bool failed_ = false;
 };
 
-bool read_zone(DigitReader &reader, Moment &moment)
-{
+bool read_zone(DigitReader &reader, Moment &moment) {
     switch (reader.character()) {
         case 'Z':
             return true;
@@ -80,8 +73,7 @@ bool read_zone(DigitReader &reader, Moment &moment)
     return true;
 }
 
-bool read_text(const asn1_Time *time, Moment &moment)
-{
+bool read_text(const asn1_Time *time, Moment &moment) {
     DigitReader reader(time->text);
     const bool utc = time->tag == utc_time;
     moment.year = reader.number(utc ? 2 : 4);
@@ -96,23 +88,20 @@ bool read_text(const asn1_Time *time, Moment &moment)
     return read_zone(reader, moment) && reader.finished();
 }
 
-int leap_row(int year)
-{
+int leap_row(int year) {
     return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0) ? 1 : 0;
 }
 
-bool in_range(const Moment &m)
-{
+bool in_range(const Moment &m) {
     return m.month >= 1 && m.month <= 12 && m.day >= 1 && m.day <= days_in_month[leap_row(m.year)][m.month - 1] &&
            m.hour <= 23 && m.minute <= 59 && m.second <= 59 && m.offset_hours <= 23 && m.offset_minutes <= 59;
 }
 
 // Every fourth year counts as leap here, centuries included, and division truncates towards zero, while the choice of
 // the row follows the full rule: seconds are compared with each other and never shown.
-uint32_t count_seconds(const Moment &m)
-{
-    const int days = (m.year - 1970) * 365 + (m.year - 1969) / 4 + days_before_month[leap_row(m.year)][m.month - 1] +
-                     m.day - 1;
+uint32_t count_seconds(const Moment &m) {
+    const int days =
+        (m.year - 1970) * 365 + (m.year - 1969) / 4 + days_before_month[leap_row(m.year)][m.month - 1] + m.day - 1;
     const uint32_t local =
         ((static_cast<uint32_t>(days) * 24 + static_cast<uint32_t>(m.hour)) * 60 + static_cast<uint32_t>(m.minute)) *
             60 +
@@ -121,21 +110,18 @@ uint32_t count_seconds(const Moment &m)
     return local - static_cast<uint32_t>(offset);
 }
 
-tm broken_down(uint32_t seconds)
-{
+tm broken_down(uint32_t seconds) {
     const auto moment = static_cast<time_t>(seconds);
     tm utc{};
     gmtime_r(&moment, &utc);
     return utc;
 }
 
-uint32_t now()
-{
+uint32_t now() {
     return static_cast<uint32_t>(std::time(nullptr));
 }
 
-asn1_Time borrowed(uint32_t tag, const char *text)
-{
+asn1_Time borrowed(uint32_t tag, const char *text) {
     return {tag, const_cast<char *>(text)};  // read only by what follows
 }
 
@@ -143,8 +129,7 @@ asn1_Time borrowed(uint32_t tag, const char *text)
 
 extern "C" {
 
-int asn1_Time2Seconds(uint32_t *seconds, const asn1_Time *time)
-{
+int asn1_Time2Seconds(uint32_t *seconds, const asn1_Time *time) {
     if (seconds == nullptr || time == nullptr || (time->tag != utc_time && time->tag != generalized_time) ||
         time->text == nullptr)
         return -1;
@@ -155,20 +140,17 @@ int asn1_Time2Seconds(uint32_t *seconds, const asn1_Time *time)
     return 0;
 }
 
-int asn1_UTCTime2Seconds(uint32_t *seconds, const char *text)
-{
+int asn1_UTCTime2Seconds(uint32_t *seconds, const char *text) {
     const asn1_Time time = borrowed(utc_time, text);
     return asn1_Time2Seconds(seconds, &time);
 }
 
-int asn1_GeneralizedTime2Seconds(uint32_t *seconds, const char *text)
-{
+int asn1_GeneralizedTime2Seconds(uint32_t *seconds, const char *text) {
     const asn1_Time time = borrowed(generalized_time, text);
     return asn1_Time2Seconds(seconds, &time);
 }
 
-char *asn1_Seconds2UTCTime(char *buffer, uint32_t seconds)
-{
+char *asn1_Seconds2UTCTime(char *buffer, uint32_t seconds) {
     if (buffer == nullptr && (buffer = asn1_UTCTime_new()) == nullptr)
         return nullptr;
     const tm t = broken_down(seconds);
@@ -177,8 +159,7 @@ char *asn1_Seconds2UTCTime(char *buffer, uint32_t seconds)
     return buffer;
 }
 
-char *asn1_Seconds2GeneralizedTime(char *buffer, uint32_t seconds)
-{
+char *asn1_Seconds2GeneralizedTime(char *buffer, uint32_t seconds) {
     if (buffer == nullptr && (buffer = asn1_GeneralizedTime_new()) == nullptr)
         return nullptr;
     const tm t = broken_down(seconds);
@@ -187,8 +168,7 @@ char *asn1_Seconds2GeneralizedTime(char *buffer, uint32_t seconds)
     return buffer;
 }
 
-asn1_Time *asn1_Seconds2Time(asn1_Time *time, uint32_t seconds)
-{
+asn1_Time *asn1_Seconds2Time(asn1_Time *time, uint32_t seconds) {
     if (time == nullptr) {
         Owned<asn1_Time, asn1_Time_free> fresh(asn1_Time_new());
         if (fresh == nullptr)
@@ -207,23 +187,19 @@ asn1_Time *asn1_Seconds2Time(asn1_Time *time, uint32_t seconds)
     return time;
 }
 
-char *asn1_UTCTime_get(char *buffer)
-{
+char *asn1_UTCTime_get(char *buffer) {
     return asn1_Seconds2UTCTime(buffer, now());
 }
 
-char *asn1_GeneralizedTime_get(char *buffer)
-{
+char *asn1_GeneralizedTime_get(char *buffer) {
     return asn1_Seconds2GeneralizedTime(buffer, now());
 }
 
-asn1_Time *asn1_Time_get(asn1_Time *time)
-{
+asn1_Time *asn1_Time_get(asn1_Time *time) {
     return asn1_Seconds2Time(time, now());
 }
 
-int asn1_Time_cmp(const asn1_Time *a, const asn1_Time *b)
-{
+int asn1_Time_cmp(const asn1_Time *a, const asn1_Time *b) {
     uint32_t first = 0;
     uint32_t second = 0;
     if (asn1_Time2Seconds(&first, a) != 0 || asn1_Time2Seconds(&second, b) != 0)
@@ -232,15 +208,13 @@ int asn1_Time_cmp(const asn1_Time *a, const asn1_Time *b)
     return difference == 0 ? 0 : difference > 0 ? 1 : 2;
 }
 
-int asn1_UTCTime_cmp(const char *a, const char *b)
-{
+int asn1_UTCTime_cmp(const char *a, const char *b) {
     const asn1_Time first = borrowed(utc_time, a);
     const asn1_Time second = borrowed(utc_time, b);
     return asn1_Time_cmp(&first, &second);
 }
 
-int asn1_GeneralizedTime_cmp(const char *a, const char *b)
-{
+int asn1_GeneralizedTime_cmp(const char *a, const char *b) {
     const asn1_Time first = borrowed(generalized_time, a);
     const asn1_Time second = borrowed(generalized_time, b);
     return asn1_Time_cmp(&first, &second);

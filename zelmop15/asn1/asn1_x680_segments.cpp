@@ -1,5 +1,5 @@
-// Nested segments are walked with a stack on the heap, and their octets go straight into one buffer: depth costs neither
-// C stack nor repeated copies.
+// Nested segments are walked with a stack on the heap, and their octets go straight into one buffer: depth costs
+// neither C stack nor repeated copies.
 #include "asn1/asn1_x680_segments.h"
 
 #include <cstring>
@@ -21,12 +21,9 @@ struct Frame {
 
 class StringReader {
   public:
-    StringReader(const uint8_t *end, uint8_t tag, uint16_t level) : end_(end), tag_(tag), level_(level)
-    {
-    }
+    StringReader(const uint8_t *end, uint8_t tag, uint16_t level) : end_(end), tag_(tag), level_(level) {}
 
-    const uint8_t *read(const uint8_t *z, uint8_t impl_tag, StringContent &content)
-    {
+    const uint8_t *read(const uint8_t *z, uint8_t impl_tag, StringContent &content) {
         do {
             z = read_segment(z, impl_tag);
             impl_tag = 0;  // Segments carry the universal tag.
@@ -39,13 +36,11 @@ class StringReader {
     }
 
   private:
-    const uint8_t *limit()
-    {
+    const uint8_t *limit() {
         return frames_.empty() ? end_ : frames_.top().limit;
     }
 
-    const uint8_t *read_segment(const uint8_t *z, uint8_t impl_tag)
-    {
+    const uint8_t *read_segment(const uint8_t *z, uint8_t impl_tag) {
         uint32_t constructed = 0;
         uint32_t length = 0;
         uint32_t indefinite = 0;
@@ -60,16 +55,14 @@ class StringReader {
         return take(z, length) ? z + length : nullptr;
     }
 
-    const uint8_t *enter(const uint8_t *z, const uint8_t *end, bool indefinite)
-    {
+    const uint8_t *enter(const uint8_t *z, const uint8_t *end, bool indefinite) {
         if (indefinite && remaining(z, end) < 2)
             return nullptr;
         return frames_.push({indefinite ? end - 2 : end, indefinite}) ? z : nullptr;
     }
 
     // Primitive form with indefinite length: no valid encoding, but taken up to the first pair of zero octets.
-    const uint8_t *read_unterminated(const uint8_t *z, const uint8_t *end)
-    {
+    const uint8_t *read_unterminated(const uint8_t *z, const uint8_t *end) {
         for (const uint8_t *p = z; remaining(p, end) >= 2; ++p) {
             if (p[0] != 0 || p[1] != 0)
                 continue;
@@ -80,8 +73,7 @@ class StringReader {
     }
 
     // Leaves every constructed string that ends at `z`.
-    const uint8_t *leave_finished(const uint8_t *z)
-    {
+    const uint8_t *leave_finished(const uint8_t *z) {
         while (z != nullptr && !frames_.empty()) {
             const Frame frame = frames_.top();
             if (!frame.indefinite) {
@@ -102,8 +94,7 @@ class StringReader {
     }
 
     // Takes the content of one primitive segment.
-    bool take(const uint8_t *z, uint32_t length)
-    {
+    bool take(const uint8_t *z, uint32_t length) {
         if (tag_ == bit_string) {
             if (length == 0)
                 return false;
@@ -119,8 +110,7 @@ class StringReader {
         return append(z, length);
     }
 
-    bool append(const uint8_t *z, uint32_t length)
-    {
+    bool append(const uint8_t *z, uint32_t length) {
         if (length == 0)
             return true;
         if (length > capacity_ - count_) {
@@ -134,8 +124,7 @@ class StringReader {
         return true;
     }
 
-    bool resize(size_t capacity)
-    {
+    bool resize(size_t capacity) {
         if (capacity > UINT32_MAX)
             return false;
         auto *data = static_cast<uint8_t *>(std::realloc(data_.get(), capacity));
@@ -147,8 +136,7 @@ class StringReader {
         return true;
     }
 
-    bool finish(StringContent &content)
-    {
+    bool finish(StringContent &content) {
         if (count_ != capacity_ && !resize(count_))
             return false;
         content.data = std::move(data_);
@@ -170,8 +158,7 @@ class StringReader {
 }  // namespace
 
 const uint8_t *read_string(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, StringContent &content,
-                           uint16_t level)
-{
+                           uint16_t level) {
     return StringReader(end, tag, level).read(z, impl_tag, content);
 }
 

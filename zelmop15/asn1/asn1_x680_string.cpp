@@ -11,8 +11,7 @@ namespace {
 
 constexpr uint8_t bit_string = 3;
 
-uint32_t encode_bytes(uint8_t **cursor, uint8_t tag, const uint8_t *data, uint32_t count)
-{
+uint32_t encode_bytes(uint8_t **cursor, uint8_t tag, const uint8_t *data, uint32_t count) {
     if (count > UINT32_MAX - 5)
         return 0;
     const uint32_t header = asn1_TagLength_e(cursor, tag, count);
@@ -27,8 +26,7 @@ uint32_t encode_bytes(uint8_t **cursor, uint8_t tag, const uint8_t *data, uint32
 
 extern "C" {
 
-asn1_ASN1String *asn1_ASN1String_new(uint32_t count, const uint8_t *source)
-{
+asn1_ASN1String *asn1_ASN1String_new(uint32_t count, const uint8_t *source) {
     if (count == 0 && source != nullptr) {
         const size_t length = std::strlen(reinterpret_cast<const char *>(source));
         if (length > UINT32_MAX)
@@ -47,24 +45,21 @@ asn1_ASN1String *asn1_ASN1String_new(uint32_t count, const uint8_t *source)
     return s.release();
 }
 
-asn1_ASN1String *asn1_ASN1String_clone(const asn1_ASN1String *s)
-{
+asn1_ASN1String *asn1_ASN1String_clone(const asn1_ASN1String *s) {
     if (s == nullptr)
         return nullptr;
     // An empty string may carry a pointer; it must not be measured as text.
     return asn1_ASN1String_new(s->len, s->len != 0 ? s->data : nullptr);
 }
 
-void asn1_ASN1String_free(asn1_ASN1String *s)
-{
+void asn1_ASN1String_free(asn1_ASN1String *s) {
     if (s == nullptr)
         return;
     std::free(s->data);
     std::free(s);
 }
 
-asn1_ASN1String *asn1_ASN1String_append(asn1_ASN1String *s, uint32_t count, const uint8_t *source)
-{
+asn1_ASN1String *asn1_ASN1String_append(asn1_ASN1String *s, uint32_t count, const uint8_t *source) {
     if (count == 0)
         return s;
     uint32_t total = s->len;
@@ -80,16 +75,14 @@ asn1_ASN1String *asn1_ASN1String_append(asn1_ASN1String *s, uint32_t count, cons
     return s;
 }
 
-int asn1_ASN1String_cmp(const asn1_ASN1String *a, const asn1_ASN1String *b)
-{
+int asn1_ASN1String_cmp(const asn1_ASN1String *a, const asn1_ASN1String *b) {
     if (a->len != b->len)
         return 1;
     const int order = a->len != 0 ? std::memcmp(a->data, b->data, a->len) : 0;
     return order == 0 ? 0 : order < 0 ? -1 : 1;
 }
 
-uint32_t asn1_ASN1String_e(uint8_t **cursor, uint8_t tag, const asn1_ASN1String *s)
-{
+uint32_t asn1_ASN1String_e(uint8_t **cursor, uint8_t tag, const asn1_ASN1String *s) {
     if (s == nullptr)
         return 0;
     if (tag == bit_string) {
@@ -101,8 +94,7 @@ uint32_t asn1_ASN1String_e(uint8_t **cursor, uint8_t tag, const asn1_ASN1String 
 }
 
 const uint8_t *asn1_ASN1String_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag,
-                                 asn1_ASN1String **s, uint16_t level)
-{
+                                 asn1_ASN1String **s, uint16_t level) {
     ZELMO_ASSERT(z != nullptr, "z != ((void *)0)");
     ZELMO_ASSERT(end != nullptr, "end != ((void *)0)");
     ZELMO_ASSERT(s != nullptr, "s != ((void *)0)");
@@ -120,33 +112,28 @@ const uint8_t *asn1_ASN1String_d(const uint8_t *z, const uint8_t *end, uint8_t i
 }
 
 // One member of the string family: the operations above with the member's tag.
-#define ASN1_DEFINE_BYTES(T)                                     \
-    asn1_##T *asn1_##T##_new(uint32_t count)                     \
-    {                                                            \
-        return asn1_ASN1String_new(count, nullptr);              \
-    }                                                            \
-    void asn1_##T##_free(asn1_##T *s)                            \
-    {                                                            \
-        asn1_ASN1String_free(s);                                 \
-    }                                                            \
-    asn1_##T *asn1_##T##_clone(const asn1_##T *s)                \
-    {                                                            \
-        return asn1_ASN1String_clone(s);                         \
-    }                                                            \
-    int asn1_##T##_cmp(const asn1_##T *a, const asn1_##T *b)     \
-    {                                                            \
-        return asn1_ASN1String_cmp(a, b);                        \
+#define ASN1_DEFINE_BYTES(T)                                   \
+    asn1_##T *asn1_##T##_new(uint32_t count) {                 \
+        return asn1_ASN1String_new(count, nullptr);            \
+    }                                                          \
+    void asn1_##T##_free(asn1_##T *s) {                        \
+        asn1_ASN1String_free(s);                               \
+    }                                                          \
+    asn1_##T *asn1_##T##_clone(const asn1_##T *s) {            \
+        return asn1_ASN1String_clone(s);                       \
+    }                                                          \
+    int asn1_##T##_cmp(const asn1_##T *a, const asn1_##T *b) { \
+        return asn1_ASN1String_cmp(a, b);                      \
     }
 
-#define ASN1_DEFINE_STRING(T, tag)                                                                                     \
-    ASN1_DEFINE_BYTES(T)                                                                                               \
-    uint32_t asn1_##T##_e(uint8_t **cursor, const asn1_##T *s)                                                         \
-    {                                                                                                                  \
-        return asn1_ASN1String_e(cursor, tag, s);                                                                      \
-    }                                                                                                                  \
-    const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_##T **s, uint16_t level)  \
-    {                                                                                                                  \
-        return asn1_ASN1String_d(z, end, impl_tag, tag, s, level);                                                     \
+#define ASN1_DEFINE_STRING(T, tag)                                                                    \
+    ASN1_DEFINE_BYTES(T)                                                                              \
+    uint32_t asn1_##T##_e(uint8_t **cursor, const asn1_##T *s) {                                      \
+        return asn1_ASN1String_e(cursor, tag, s);                                                     \
+    }                                                                                                 \
+    const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_##T **s, \
+                                uint16_t level) {                                                     \
+        return asn1_ASN1String_d(z, end, impl_tag, tag, s, level);                                    \
     }
 
 ASN1_DEFINE_STRING(OctetString, 4)
@@ -166,8 +153,7 @@ ASN1_DEFINE_BYTES(Any)
 #undef ASN1_DEFINE_STRING
 #undef ASN1_DEFINE_BYTES
 
-uint32_t asn1_Any_e(uint8_t **cursor, const asn1_Any *any)
-{
+uint32_t asn1_Any_e(uint8_t **cursor, const asn1_Any *any) {
     if (any == nullptr)
         return 0;
     if (cursor != nullptr && any->len != 0) {
@@ -177,8 +163,7 @@ uint32_t asn1_Any_e(uint8_t **cursor, const asn1_Any *any)
     return any->len;
 }
 
-const uint8_t *asn1_Any_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_Any **any, uint16_t level)
-{
+const uint8_t *asn1_Any_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_Any **any, uint16_t level) {
     ZELMO_ASSERT(impl_tag == 0, "impl_tag == 0");
     if (z == nullptr || any == nullptr)
         return nullptr;
@@ -201,8 +186,7 @@ const uint8_t *asn1_Any_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag
     return content + length;
 }
 
-const asn1_Any *asn1_Any_NULL(void)
-{
+const asn1_Any *asn1_Any_NULL(void) {
     static uint8_t bytes[] = {0x05, 0x00};
     static const asn1_Any null = {sizeof bytes, bytes};
     return &null;

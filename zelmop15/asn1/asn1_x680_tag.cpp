@@ -47,8 +47,7 @@ constexpr const char *tag_table[] = {
 };
 static_assert(sizeof tag_table / sizeof *tag_table == 32);
 
-void trace_tag(uint8_t expected, uint8_t tag, bool constructed, uint16_t level)
-{
+void trace_tag(uint8_t expected, uint8_t tag, bool constructed, uint16_t level) {
     const auto plain = static_cast<uint8_t>(expected & ~constructed_bit);
     if (plain == 0 || level == 0 || asn1log == nullptr)
         return;
@@ -66,8 +65,7 @@ void trace_tag(uint8_t expected, uint8_t tag, bool constructed, uint16_t level)
 }
 
 // Number of octets that hold `length` in the long form.
-constexpr uint32_t length_octets(uint32_t length)
-{
+constexpr uint32_t length_octets(uint32_t length) {
     if (length > 0xFFFFFF)
         return 4;
     if (length > 0xFFFF)
@@ -79,15 +77,13 @@ constexpr uint32_t length_octets(uint32_t length)
 
 extern "C" {
 
-uint32_t asn1_Tag_e(uint8_t **cursor, uint8_t tag)
-{
+uint32_t asn1_Tag_e(uint8_t **cursor, uint8_t tag) {
     if (cursor != nullptr)
         *(*cursor)++ = tag;
     return 1;
 }
 
-uint32_t asn1_Length_e(uint8_t **cursor, uint32_t length)
-{
+uint32_t asn1_Length_e(uint8_t **cursor, uint32_t length) {
     if (length <= 0x7F) {
         if (cursor != nullptr)
             *(*cursor)++ = static_cast<uint8_t>(length);
@@ -102,15 +98,13 @@ uint32_t asn1_Length_e(uint8_t **cursor, uint32_t length)
     return 1 + octets;
 }
 
-uint32_t asn1_TagLength_e(uint8_t **cursor, uint8_t tag, uint32_t length)
-{
+uint32_t asn1_TagLength_e(uint8_t **cursor, uint8_t tag, uint32_t length) {
     const uint32_t octets = asn1_Tag_e(cursor, tag);
     return octets + asn1_Length_e(cursor, length);
 }
 
 const uint8_t *asn1_Tag_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, uint32_t *pConstructed,
-                          uint16_t level)
-{
+                          uint16_t level) {
     ZELMO_ASSERT(z != nullptr, "z != ((void *)0)");
     ZELMO_ASSERT(end != nullptr, "end != ((void *)0)");
     if (pConstructed != nullptr)
@@ -131,8 +125,7 @@ const uint8_t *asn1_Tag_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag
 }
 
 const uint8_t *asn1_Length_d(const uint8_t *z, const uint8_t *end, uint32_t *pLength, uint32_t *pIndefinite,
-                             uint16_t level)
-{
+                             uint16_t level) {
     ZELMO_ASSERT(z != nullptr, "z != ((void *)0)");
     ZELMO_ASSERT(end != nullptr, "end != ((void *)0)");
     ZELMO_ASSERT(pLength != nullptr, "length != ((void *)0)");
@@ -170,14 +163,12 @@ const uint8_t *asn1_Length_d(const uint8_t *z, const uint8_t *end, uint32_t *pLe
 }
 
 const uint8_t *asn1_TagLength_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag,
-                                uint32_t *pConstructed, uint32_t *pLength, uint32_t *pIndefinite, uint16_t level)
-{
+                                uint32_t *pConstructed, uint32_t *pLength, uint32_t *pIndefinite, uint16_t level) {
     z = asn1_Tag_d(z, end, impl_tag, tag, pConstructed, level);
     return z == nullptr ? nullptr : asn1_Length_d(z, end, pLength, pIndefinite, level);
 }
 
-uint32_t asn1_eoc_e(uint8_t **cursor)
-{
+uint32_t asn1_eoc_e(uint8_t **cursor) {
     if (cursor != nullptr) {
         *(*cursor)++ = 0;
         *(*cursor)++ = 0;
@@ -185,8 +176,7 @@ uint32_t asn1_eoc_e(uint8_t **cursor)
     return 2;
 }
 
-const uint8_t *asn1_eoc_d(const uint8_t *z, const uint8_t *end)
-{
+const uint8_t *asn1_eoc_d(const uint8_t *z, const uint8_t *end) {
     if (asn1::remaining(z, end) < 2 || z[0] != 0 || z[1] != 0)
         return nullptr;
     return z + 2;

@@ -13,21 +13,18 @@ constexpr size_t utc_buffer = 18;
 constexpr size_t generalized_buffer = 27;
 
 // A terminated copy of `length` characters in a buffer of at least `capacity`.
-char *copy_text(const char *text, size_t length, size_t capacity)
-{
+char *copy_text(const char *text, size_t length, size_t capacity) {
     char *copy = allocate<char>(length < capacity ? capacity : length + 1);
     if (copy != nullptr && length != 0)
         std::memcpy(copy, text, length);
     return copy;
 }
 
-char *clone_text(const char *text)
-{
+char *clone_text(const char *text) {
     return text == nullptr ? nullptr : copy_text(text, std::strlen(text), 0);
 }
 
-uint32_t encode_text(uint8_t **cursor, uint8_t tag, const char *text)
-{
+uint32_t encode_text(uint8_t **cursor, uint8_t tag, const char *text) {
     const size_t length = text != nullptr ? std::strlen(text) : 0;
     if (length == 0 || length > UINT32_MAX - 5)
         return 0;
@@ -42,8 +39,7 @@ uint32_t encode_text(uint8_t **cursor, uint8_t tag, const char *text)
 
 // The text is not looked at here. One that is longer than any valid time gets a buffer of its own size.
 const uint8_t *decode_text(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, size_t capacity,
-                           char **text, uint16_t level)
-{
+                           char **text, uint16_t level) {
     if (z == nullptr || text == nullptr)
         return nullptr;
     *text = nullptr;
@@ -62,72 +58,59 @@ const uint8_t *decode_text(const uint8_t *z, const uint8_t *end, uint8_t impl_ta
 
 extern "C" {
 
-char *asn1_UTCTime_new(void)
-{
+char *asn1_UTCTime_new(void) {
     return allocate<char>(utc_buffer);
 }
 
-char *asn1_GeneralizedTime_new(void)
-{
+char *asn1_GeneralizedTime_new(void) {
     return allocate<char>(generalized_buffer);
 }
 
-void asn1_UTCTime_free(char *text)
-{
+void asn1_UTCTime_free(char *text) {
     std::free(text);
 }
 
-void asn1_GeneralizedTime_free(char *text)
-{
+void asn1_GeneralizedTime_free(char *text) {
     std::free(text);
 }
 
-char *asn1_UTCTime_clone(const char *text)
-{
+char *asn1_UTCTime_clone(const char *text) {
     return clone_text(text);
 }
 
-char *asn1_GeneralizedTime_clone(const char *text)
-{
+char *asn1_GeneralizedTime_clone(const char *text) {
     return clone_text(text);
 }
 
-uint32_t asn1_UTCTime_e(uint8_t **cursor, const char *text)
-{
+uint32_t asn1_UTCTime_e(uint8_t **cursor, const char *text) {
     return encode_text(cursor, utc_time, text);
 }
 
-uint32_t asn1_GeneralizedTime_e(uint8_t **cursor, const char *text)
-{
+uint32_t asn1_GeneralizedTime_e(uint8_t **cursor, const char *text) {
     return encode_text(cursor, generalized_time, text);
 }
 
-const uint8_t *asn1_UTCTime_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, char **text, uint16_t level)
-{
+const uint8_t *asn1_UTCTime_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, char **text, uint16_t level) {
     return decode_text(z, end, impl_tag, utc_time, utc_buffer, text, level);
 }
 
 const uint8_t *asn1_GeneralizedTime_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, char **text,
-                                      uint16_t level)
-{
+                                      uint16_t level) {
     return decode_text(z, end, impl_tag, generalized_time, generalized_buffer, text, level);
 }
 
-asn1_Time *asn1_Time_new(void)
-{
+asn1_Time *asn1_Time_new(void) {
     return allocate<asn1_Time>();
 }
 
-void asn1_Time_free(asn1_Time *time)
-{
+void asn1_Time_free(asn1_Time *time) {
     if (time == nullptr)
         return;
     std::free(time->text);
     std::free(time);
 }
 
-asn1_Time *asn1_Time_clone(const asn1_Time *time)
-{
+asn1_Time *asn1_Time_clone(const asn1_Time *time) {
     if (time == nullptr || (time->tag != utc_time && time->tag != generalized_time))
         return nullptr;
     Owned<asn1_Time, asn1_Time_free> clone(asn1_Time_new());
@@ -138,8 +121,7 @@ asn1_Time *asn1_Time_clone(const asn1_Time *time)
     return clone->text != nullptr || time->text == nullptr ? clone.release() : nullptr;
 }
 
-uint32_t asn1_Time_e(uint8_t **cursor, const asn1_Time *time)
-{
+uint32_t asn1_Time_e(uint8_t **cursor, const asn1_Time *time) {
     if (time == nullptr)
         return 0;
     switch (time->tag) {
@@ -152,8 +134,7 @@ uint32_t asn1_Time_e(uint8_t **cursor, const asn1_Time *time)
     }
 }
 
-const uint8_t *asn1_Time_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_Time **time, uint16_t level)
-{
+const uint8_t *asn1_Time_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, asn1_Time **time, uint16_t level) {
     if (time == nullptr)
         return nullptr;
     *time = nullptr;

@@ -1,10 +1,9 @@
 // The trace: an indented listing of what the decoders read, on a stream of the caller's.
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <cctype>
 #include <cstdarg>
 #include <ctime>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "asn1/asn1_x680.h"
 
@@ -12,13 +11,11 @@ namespace {
 
 constexpr uint32_t line_octets = 16;
 
-bool silent(uint16_t level)
-{
+bool silent(uint16_t level) {
     return asn1log == nullptr || level == 0;
 }
 
-void write_head()
-{
+void write_head() {
     const time_t now = std::time(nullptr);
     tm local{};
     localtime_r(&now, &local);
@@ -32,13 +29,11 @@ extern "C" {
 
 FILE *asn1log = nullptr;
 
-void asn1_LogStart(FILE *stream)
-{
+void asn1_LogStart(FILE *stream) {
     asn1log = stream;
 }
 
-void asn1_LogMessage(uint16_t level, const char *format, ...)
-{
+void asn1_LogMessage(uint16_t level, const char *format, ...) {
     if (silent(level))
         return;
     write_head();
@@ -52,8 +47,7 @@ void asn1_LogMessage(uint16_t level, const char *format, ...)
     std::fflush(asn1log);
 }
 
-void asn1_LogObjId(uint16_t level, const asn1_ObjId *id)
-{
+void asn1_LogObjId(uint16_t level, const asn1_ObjId *id) {
     if (silent(level))
         return;
     if (id->count != 0) {
@@ -63,8 +57,7 @@ void asn1_LogObjId(uint16_t level, const asn1_ObjId *id)
     std::fputc('\n', asn1log);
 }
 
-void asn1_LogByteArray(uint16_t level, const uint8_t *bytes, uint32_t count)
-{
+void asn1_LogByteArray(uint16_t level, const uint8_t *bytes, uint32_t count) {
     if (silent(level) || bytes == nullptr)
         return;
     uint32_t line = 0;
@@ -73,8 +66,7 @@ void asn1_LogByteArray(uint16_t level, const uint8_t *bytes, uint32_t count)
     asn1_LogByteArrayLine(level, line, bytes, count);
 }
 
-void asn1_LogByteArrayLine(uint16_t level, uint32_t line, const uint8_t *bytes, uint32_t count)
-{
+void asn1_LogByteArrayLine(uint16_t level, uint32_t line, const uint8_t *bytes, uint32_t count) {
     if (count < 1)
         return;
     asn1_LogMessage(level, "  0x%08X ", line * line_octets);

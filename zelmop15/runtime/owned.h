@@ -10,8 +10,7 @@
 template <auto Release>
 struct ReleaseWith {
     template <class T>
-    void operator()(T *block) const
-    {
+    void operator()(T *block) const {
         Release(block);
     }
 };
@@ -26,8 +25,7 @@ using OwnedBlock = Owned<T, std::free>;
 
 /// Zero-filled array of `count` (at least one) T from the C heap, or null.
 template <class T>
-T *allocate(size_t count = 1)
-{
+T *allocate(size_t count = 1) {
     return static_cast<T *>(std::calloc(count != 0 ? count : 1, sizeof(T)));
 }
 

@@ -16,37 +16,30 @@ class SmallStack {
     SmallStack() = default;
     SmallStack(const SmallStack &) = delete;
     SmallStack &operator=(const SmallStack &) = delete;
-    ~SmallStack()
-    {
+    ~SmallStack() {
         if (items_ != inline_)
             std::free(items_);
     }
 
-    bool empty() const
-    {
+    bool empty() const {
         return count_ == 0;
     }
-    size_t size() const
-    {
+    size_t size() const {
         return count_;
     }
     /// Valid until the next push.
-    T &top()
-    {
+    T &top() {
         return items_[count_ - 1];
     }
     /// Valid until the next push.
-    T &operator[](size_t index)
-    {
+    T &operator[](size_t index) {
         return items_[index];
     }
-    void pop()
-    {
+    void pop() {
         --count_;
     }
     /// False, with the stack unchanged, when memory is short.
-    [[nodiscard]] bool push(const T &item)
-    {
+    [[nodiscard]] bool push(const T &item) {
         if (count_ == capacity_ && !grow())
             return false;
         items_[count_++] = item;
@@ -54,8 +47,7 @@ class SmallStack {
     }
 
   private:
-    bool grow()
-    {
+    bool grow() {
         const bool first = items_ == inline_;
         if (capacity_ > SIZE_MAX / (2 * sizeof(T)))
             return false;

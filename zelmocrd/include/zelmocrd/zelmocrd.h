@@ -26,7 +26,8 @@ typedef uint32_t CardHandle;
 
 /** What a selection tells of a file. */
 typedef struct FileInfo {
-    uint32_t fileType;   /**< 0 unusable, 1 transparent, 2 and 3 linear fixed, 4 linear variable records, 5 TLV records. */
+    uint32_t
+        fileType; /**< 0 unusable, 1 transparent, 2 and 3 linear fixed, 4 linear variable records, 5 TLV records. */
     uint32_t fileSize;   /**< Octets of a transparent file as the FCP claims; 0 when it does not say. */
     uint32_t fileId;     /**< File identifier; 0 when the FCP does not say. */
     uint32_t recordSize; /**< Greatest record length; 0 when the FCP does not say. */
@@ -36,15 +37,15 @@ typedef struct FileInfo {
 
 /** What scard_GetCardInfo() tells of a card. */
 typedef struct CardInfo {
-    uint32_t model;           /**< As scard_GetCardModel(). */
-    uint32_t atrLength;       /**< Octets in atr. */
-    uint8_t atr[36];          /**< Answer to reset. */
-    uint32_t serialLength;    /**< Octets in serial. */
-    uint8_t serial[32];       /**< Chip serial number. */
-    uint32_t freeMemory;      /**< Octets free for files; 0 when the card does not say. */
-    uint32_t extendedLength;  /**< 1 when commands may use extended length. */
-    uint32_t chaining;        /**< 1 when the card announces command chaining. */
-    uint32_t lifeCycle;       /**< 16 delivered, 32 initialised, 41 personalised, 52 operational. */
+    uint32_t model;          /**< As scard_GetCardModel(). */
+    uint32_t atrLength;      /**< Octets in atr. */
+    uint8_t atr[36];         /**< Answer to reset. */
+    uint32_t serialLength;   /**< Octets in serial. */
+    uint8_t serial[32];      /**< Chip serial number. */
+    uint32_t freeMemory;     /**< Octets free for files; 0 when the card does not say. */
+    uint32_t extendedLength; /**< 1 when commands may use extended length. */
+    uint32_t chaining;       /**< 1 when the card announces command chaining. */
+    uint32_t lifeCycle;      /**< 16 delivered, 32 initialised, 41 personalised, 52 operational. */
 } CardInfo;
 
 /** Key length bounds of one of the card's algorithms. */
@@ -56,9 +57,9 @@ typedef struct ExtendedAlgorithmInfo {
 
 /** How a PIN is put into the card's stored form. */
 typedef struct PinFormat {
-    uint32_t pinType;          /**< 0 BCD, 1 ASCII numeric, 2 UTF-8, 3 half-nibble BCD, 4 ISO 9564-1, 82 UTF-8 folded. */
-    uint32_t minLength;        /**< Least number of characters. */
-    uint32_t storedLength;     /**< Octets on the card. */
+    uint32_t pinType;      /**< 0 BCD, 1 ASCII numeric, 2 UTF-8, 3 half-nibble BCD, 4 ISO 9564-1, 82 UTF-8 folded. */
+    uint32_t minLength;    /**< Least number of characters. */
+    uint32_t storedLength; /**< Octets on the card. */
     const uint32_t *maxLength; /**< Greatest number of characters, or null. */
     const uint8_t *padChar;    /**< The pad byte, or null for none. */
 } PinFormat;

@@ -39,7 +39,7 @@ typedef const uint8_t *(*asn1_element_d)(const uint8_t *z, const uint8_t *end, u
 typedef void (*asn1_element_free)(void *element);
 
 /** Declares the encoder and the decoder of a type. */
-#define ZELMOP15_DECLARE_CODER(T)                          \
+#define ZELMOP15_DECLARE_CODER(T)                            \
     uint32_t asn1_##T##_e(uint8_t **cursor, const T *value); \
     const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, uint16_t level)
 

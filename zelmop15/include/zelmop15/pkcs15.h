@@ -8,7 +8,8 @@
  *  2. `card` is the handle of a card that the host has opened with the card service (zelmocrd.h). The library neither
  *     opens nor closes a card.
  *  3. `cardError` is the place that receives the raw result of the last call to the card service. It is written when a
- *     card call was made and left as it was when none was; the normal end of a record file sets it to 0. It may be null.
+ *     card call was made and left as it was when none was; the normal end of a record file sets it to 0. It may be
+ * null.
  *  4. Ownership. What a call stores through a pointer is the caller's, to be released with the call that the
  *     description names. What a getter returns is borrowed from its argument. A failed call leaves nothing to release
  *     unless its description says otherwise.
@@ -38,29 +39,29 @@ extern "C" {
 
 /* ---- codes ------------------------------------------------------------------------------------------------------ */
 
-#define PKCS15_S_END_OF_ENUMERATION 0x20200001u     /**< An enumeration has no further item; not an error. */
-#define PKCS15_W_CANCELLED_BY_USER 0xA0200001u      /**< The user closed the PIN dialog. */
-#define PKCS15_E_UNSUPPORTED 0xE0200001u            /**< The operation does not apply to this file, entry or state. */
-#define PKCS15_E_NO_MEMORY 0xE0200002u              /**< An allocation failed. */
-#define PKCS15_E_INVALID_PARAMETER 0xE0200003u      /**< Null or contradictory argument, wrong cursor state. */
-#define PKCS15_E_BUFFER_TOO_SMALL 0xE0200004u       /**< The buffer cannot hold the cached record. */
-#define PKCS15_E_NO_CARD_SPACE 0xE0200005u          /**< The card has no room, or the object does not fit a record. */
-#define PKCS15_E_FAILED 0xE0200006u                 /**< The requested thing could not be had. */
-#define PKCS15_E_TIMEOUT 0xE0200007u                /**< The reader's time ran out. */
-#define PKCS15_E_CANCELLED 0xE0200008u              /**< The reader's operation was cancelled. */
-#define PKCS15_E_OBJECT_NOT_FOUND 0xE0200009u       /**< No object has this identifier. */
-#define PKCS15_E_PIN_REQUIRED 0xE020000Au           /**< A PIN is needed but the caller forbade the dialog. */
-#define PKCS15_E_INVALID_TOKEN 0xE0200010u          /**< The card carries no usable token. */
-#define PKCS15_E_DEVICE_ERROR 0xE0200011u           /**< Any other failure of card or reader. */
-#define PKCS15_E_NO_CARD 0xE0200012u                /**< No card in the reader. */
-#define PKCS15_E_CARD_REMOVED 0xE0200013u           /**< The card was taken away. */
-#define PKCS15_E_VERIFICATION_FAILED 0xE0200020u    /**< The card rejected a verification. */
-#define PKCS15_E_NOT_INITIALIZED 0xE0200021u        /**< The PIN is not marked as initialized. */
-#define PKCS15_E_AUTH_BLOCKED 0xE0200022u           /**< The PIN or key is blocked. */
-#define PKCS15_E_CREDENTIAL_REJECTED 0xE0200023u    /**< A remembered credential was refused. */
-#define PKCS15_E_PIN_LENGTH 0xE0200024u             /**< New PIN outside its length bounds. */
-#define PKCS15_E_PIN_FORMAT 0xE0200025u             /**< New PIN cannot be put into its format. */
-#define PKCS15_E_SECURITY_STATUS 0xE0200026u        /**< The card demands an authentication first. */
+#define PKCS15_S_END_OF_ENUMERATION     0x20200001u /**< An enumeration has no further item; not an error. */
+#define PKCS15_W_CANCELLED_BY_USER      0xA0200001u /**< The user closed the PIN dialog. */
+#define PKCS15_E_UNSUPPORTED            0xE0200001u /**< The operation does not apply to this file, entry or state. */
+#define PKCS15_E_NO_MEMORY              0xE0200002u /**< An allocation failed. */
+#define PKCS15_E_INVALID_PARAMETER      0xE0200003u /**< Null or contradictory argument, wrong cursor state. */
+#define PKCS15_E_BUFFER_TOO_SMALL       0xE0200004u /**< The buffer cannot hold the cached record. */
+#define PKCS15_E_NO_CARD_SPACE          0xE0200005u /**< The card has no room, or the object does not fit a record. */
+#define PKCS15_E_FAILED                 0xE0200006u /**< The requested thing could not be had. */
+#define PKCS15_E_TIMEOUT                0xE0200007u /**< The reader's time ran out. */
+#define PKCS15_E_CANCELLED              0xE0200008u /**< The reader's operation was cancelled. */
+#define PKCS15_E_OBJECT_NOT_FOUND       0xE0200009u /**< No object has this identifier. */
+#define PKCS15_E_PIN_REQUIRED           0xE020000Au /**< A PIN is needed but the caller forbade the dialog. */
+#define PKCS15_E_INVALID_TOKEN          0xE0200010u /**< The card carries no usable token. */
+#define PKCS15_E_DEVICE_ERROR           0xE0200011u /**< Any other failure of card or reader. */
+#define PKCS15_E_NO_CARD                0xE0200012u /**< No card in the reader. */
+#define PKCS15_E_CARD_REMOVED           0xE0200013u /**< The card was taken away. */
+#define PKCS15_E_VERIFICATION_FAILED    0xE0200020u /**< The card rejected a verification. */
+#define PKCS15_E_NOT_INITIALIZED        0xE0200021u /**< The PIN is not marked as initialized. */
+#define PKCS15_E_AUTH_BLOCKED           0xE0200022u /**< The PIN or key is blocked. */
+#define PKCS15_E_CREDENTIAL_REJECTED    0xE0200023u /**< A remembered credential was refused. */
+#define PKCS15_E_PIN_LENGTH             0xE0200024u /**< New PIN outside its length bounds. */
+#define PKCS15_E_PIN_FORMAT             0xE0200025u /**< New PIN cannot be put into its format. */
+#define PKCS15_E_SECURITY_STATUS        0xE0200026u /**< The card demands an authentication first. */
 #define PKCS15_E_REFERENCE_DATA_INVALID 0xE0200027u /**< The card's PIN or key is invalidated. */
 
 /** Modes of an enumeration. */
@@ -95,12 +96,12 @@ typedef struct DirectoryCache {
 
 /** An opened token. All members are owned by the context and are to be read only. */
 typedef struct TokenContext {
-    DIRRecord *dirRecord;      /**< Clone of the host's record, completed with the paths of its two files. */
-    TokenInfo *tokenInfo;      /**< Read once at acquire. */
-    List *odfEntries;          /**< Of PKCS15Objects, in file order. */
-    List *authObjects;         /**< Of P15AuthenticationTypeInfo. */
-    List *credentialCache;     /**< Credentials remembered while the context lives. */
-    DirectoryCache *dirCache;  /**< Records of directory files. */
+    DIRRecord *dirRecord;     /**< Clone of the host's record, completed with the paths of its two files. */
+    TokenInfo *tokenInfo;     /**< Read once at acquire. */
+    List *odfEntries;         /**< Of PKCS15Objects, in file order. */
+    List *authObjects;        /**< Of P15AuthenticationTypeInfo. */
+    List *credentialCache;    /**< Credentials remembered while the context lives. */
+    DirectoryCache *dirCache; /**< Records of directory files. */
 } TokenContext;
 
 /** An authentication object with the secret key that it stands for. */
@@ -204,7 +205,8 @@ DIRRecord *pkcs15_GetDefaultDIR(void);
  */
 uint32_t pkcs15_ScEnumerateDirectories(CardHandle card, uint32_t mode, const asn1_OctetString *aidFilter,
                                        uintptr_t *cursor, DIRRecord **dirRecord, uint32_t *cardError);
-/** Reads the object directory afresh into a new List of PKCS15Objects. Release: List_free(), asn1_PKCS15Objects_free. */
+/** Reads the object directory afresh into a new List of PKCS15Objects. Release: List_free(), asn1_PKCS15Objects_free.
+ */
 uint32_t pkcs15_ScReadODF(CardHandle card, const TokenContext *tokenContext, List **list, uint32_t *cardError);
 /**
  * Decodes a run of values into a new list. A zero octet, or the end, ends the run. Returns the position behind the last

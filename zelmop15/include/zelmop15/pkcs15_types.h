@@ -83,11 +83,11 @@ typedef struct AccessControlRule {
 
 /** Attributes that every object has; all optional. */
 typedef struct CommonObjectAttributes {
-    Label *label;                /**< Name of the object. */
-    asn1_BitString *flags;       /**< Bit 0 private, bit 1 modifiable. */
-    Identifier *authId;          /**< The authentication object that guards this one. */
-    asn1_Integer *userConsent;   /**< Uses after which the user must authenticate again. */
-    List *accessControlRules;    /**< Of AccessControlRule. */
+    Label *label;              /**< Name of the object. */
+    asn1_BitString *flags;     /**< Bit 0 private, bit 1 modifiable. */
+    Identifier *authId;        /**< The authentication object that guards this one. */
+    asn1_Integer *userConsent; /**< Uses after which the user must authenticate again. */
+    List *accessControlRules;  /**< Of AccessControlRule. */
 } CommonObjectAttributes;
 
 /** Reference to a value outside (CHOICE). tag 16: a Path; 19, 22 (url) and 3 (urlWithDigest): an asn1_Any. */
@@ -224,17 +224,17 @@ typedef struct LastUpdate {
 
 /** The whole content of the TokenInfo file. */
 typedef struct TokenInfo {
-    asn1_Integer *version;                   /**< Mandatory. */
-    asn1_OctetString *serialNumber;          /**< May be absent on reading, mandatory for writing. */
-    Label *manufacturerID;                   /**< Optional. */
-    Label *label;                            /**< Optional. */
-    asn1_BitString *tokenflags;              /**< Bit 0 readonly, 1 login required, 2 PRN generation, 3 EID compliant. */
-    List *seInfo;                            /**< Of SecurityEnvironmentInfo. */
-    RecordInfo *recordInfo;                  /**< Present when directory files are kept as records. */
-    List *supportedAlgorithms;               /**< Of AlgorithmInfo. */
-    Label *issuerId;                         /**< Optional. */
-    Label *holderId;                         /**< Optional. */
-    LastUpdate *lastUpdate;                  /**< Optional. */
+    asn1_Integer *version;          /**< Mandatory. */
+    asn1_OctetString *serialNumber; /**< May be absent on reading, mandatory for writing. */
+    Label *manufacturerID;          /**< Optional. */
+    Label *label;                   /**< Optional. */
+    asn1_BitString *tokenflags;     /**< Bit 0 readonly, 1 login required, 2 PRN generation, 3 EID compliant. */
+    List *seInfo;                   /**< Of SecurityEnvironmentInfo. */
+    RecordInfo *recordInfo;         /**< Present when directory files are kept as records. */
+    List *supportedAlgorithms;      /**< Of AlgorithmInfo. */
+    Label *issuerId;                /**< Optional. */
+    Label *holderId;                /**< Optional. */
+    LastUpdate *lastUpdate;         /**< Optional. */
     asn1_PrintableString *preferredLanguage; /**< RFC 1766 language tag. Optional. */
 } TokenInfo;
 

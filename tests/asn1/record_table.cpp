@@ -1,0 +1,81 @@
+#include "asn1/record_table.h"
+
+namespace {
+
+template <class T, auto New, auto E, auto D, auto Free, auto Clone = nullptr>
+constexpr RecordType row(const char *name) {
+    RecordType r{};
+    r.name = name;
+    r.create = [] { return static_cast<void *>(New()); };
+    r.e = [](uint8_t **cursor, const void *value) { return E(cursor, static_cast<const T *>(value)); };
+    r.d = [](const uint8_t *z, const uint8_t *end, uint8_t impl_tag, void **value, uint16_t level) {
+        T *typed = static_cast<T *>(*value);
+        z = D(z, end, impl_tag, &typed, level);
+        *value = typed;
+        return z;
+    };
+    r.free = [](void *value) { Free(static_cast<T *>(value)); };
+    if constexpr (!std::is_null_pointer_v<decltype(Clone)>)
+        r.clone = [](const void *value) { return static_cast<void *>(Clone(static_cast<const T *>(value))); };
+    return r;
+}
+
+#define PLAIN(T)  row<T, asn1_##T##_new, asn1_##T##_e, asn1_##T##_d, asn1_##T##_free>(#T)
+#define CLONED(T) row<T, asn1_##T##_new, asn1_##T##_e, asn1_##T##_d, asn1_##T##_free, asn1_##T##_clone>(#T)
+
+constexpr RecordType table[] = {
+    CLONED(Path),
+    CLONED(CommonObjectAttributes),
+    CLONED(AccessControlRule),
+    CLONED(SecurityCondition),
+    PLAIN(ReferencedValue),
+    PLAIN(ObjectValue),
+    PLAIN(PathOrObjects),
+    PLAIN(KeyInfo),
+    PLAIN(CommonKeyAttributes),
+    PLAIN(CommonPrivateKeyAttributes),
+    PLAIN(CommonPublicKeyAttributes),
+    PLAIN(CommonSecretKeyAttributes),
+    PLAIN(CommonCertificateAttributes),
+    PLAIN(CommonDataObjectAttributes),
+    PLAIN(CommonAuthenticationObjectAttributes),
+    CLONED(DIRRecord),
+    CLONED(DDO),
+    PLAIN(TokenInfo),
+    PLAIN(SecurityEnvironmentInfo),
+    PLAIN(RecordInfo),
+    PLAIN(AlgorithmInfo),
+    PLAIN(LastUpdate),
+    PLAIN(PKCS15Objects),
+    PLAIN(PrivateKeyType),
+    PLAIN(PublicKeyType),
+    PLAIN(SecretKeyType),
+    PLAIN(CertificateType),
+    PLAIN(DataType),
+    PLAIN(AuthenticationType),
+    PLAIN(OtherKey),
+    PLAIN(PinAttributes),
+    PLAIN(BiometricAttributes),
+    PLAIN(BiometricType),
+    PLAIN(IrisScan),
+    PLAIN(FingerPrint),
+    PLAIN(AuthKeyAttributes),
+    PLAIN(X509CertificateAttributes),
+    PLAIN(GenericSecretKeyAttributes),
+    PLAIN(PublicRSAKeyAttributes),
+    PLAIN(PrivateRSAKeyAttributes),
+    row<Opaque, asn1_ObjectValue_new, asn1_Opaque_e, asn1_Opaque_d, asn1_Opaque_free>("Opaque"),
+};
+
+}  // namespace
+
+std::span<const RecordType> record_types() {
+    return table;
+}
+
+const RecordType *find_record_type(std::string_view name) {
+    for (const RecordType &type : table)
+        if (name == type.name)
+            return &type;
+    return nullptr;
+}
