@@ -216,8 +216,6 @@ File readFile(const Node &node, size_t depth);
 
 // Identifiers must tell the files of a DF apart.
 void readFiles(const Node &node, File &df, size_t depth) {
-    if (depth >= limits::depth)
-        node.fail("DFs are nested deeper than " + std::to_string(limits::depth));
     std::set<uint16_t> fids = {rootFileId, df.fid, 0x3FFF, 0xFFFF};
     std::set<uint8_t> sfis;
     node.eachElement([&](const Node &child) {
@@ -233,6 +231,8 @@ void readFiles(const Node &node, File &df, size_t depth) {
 void readBody(const Node &node, File &file, size_t depth) {
     switch (file.kind) {
         case FileKind::df:
+            if (depth > limits::depth)
+                node.fail("DFs are nested deeper than " + std::to_string(limits::depth));
             if (node.has("name"))
                 file.name = node.at("name").hex(1, 16);
             if (node.has("files"))

@@ -1,0 +1,278 @@
+// Image files: what is read, what is refused and how, and what is left on the disk.
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "hex.h"
+#include "virtualcard/card.h"
+
+namespace {
+
+using virtualcard::CardImage;
+using virtualcard::formatImage;
+using virtualcard::ImageError;
+using virtualcard::parseImage;
+namespace fs = std::filesystem;
+
+// The text of an image whose root holds `files`.
+std::string withFiles(const std::string &files) {
+    return R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df","files":[)" + files + "]}}";
+}
+
+std::string errorOf(const std::string &text) {
+    try {
+        parseImage(text, "x.card");
+    } catch (const ImageError &error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+struct Refusal {
+    std::string text;
+    std::string message;
+};
+
+std::string nestedDfs(size_t depth) {
+    std::string text;
+    for (size_t i = 0; i < depth; i++)
+        text = R"({"fid":")" + std::string(i % 2 ? "5001" : "5002") + R"(","kind":"df","files":[)" + text + "]}";
+    return withFiles(text);
+}
+
+std::string nestedConditions(size_t depth) {
+    std::string text = "\"always\"";
+    for (size_t i = 1; i < depth; i++)
+        text = R"({"or":[)" + text + "]}";
+    return withFiles(R"({"fid":"2F00","kind":"transparent","access":{"read":)" + text + "}}");
+}
+
+TEST(ImageReader, RefusesWithFilePathAndReason) {
+    const std::string ef = R"({"fid":"2F00","kind":"transparent")";
+    const std::string recs = R"({"fid":"2F00","kind":"tlv-records")";
+    const std::string at = "x.card: $.root.files[0]";
+    const Refusal refusals[] = {
+        {"", "x.card: is no JSON: parse error at line 1, column 1"},
+        {"{} x", "x.card: is no JSON"},
+        {std::string(200000, '['), "x.card: is no JSON"},
+        {"[]", "x.card: $: must be an object"},
+        {"{}", "x.card: $: member \"format\" is missing"},
+        {R"({"format":"zelmo virtual card 2"})", "x.card: $.format: must be \"zelmo virtual card 1\""},
+        {R"({"format":"zelmo virtual card 1"})", "x.card: $: member \"root\" is missing"},
+        {R"({"format":"a","format":"b"})", "x.card: member \"format\" stands twice in one object"},
+        {R"({"format":"zelmo virtual card 1","more":1})", "x.card: $: unknown member \"more\""},
+        {R"({"format":"zelmo virtual card 1","root":{"fid":"3F01","kind":"df"}})",
+         "x.card: $.root: must be the DF 3F00"},
+        {R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"},"card":{"lifeCycle":256}})",
+         "x.card: $.card.lifeCycle: must be a whole number from 0 to 255"},
+        {R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"},"card":{"extendedLength":1}})",
+         "x.card: $.card.extendedLength: must be true or false"},
+        {R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"},"card":{"atr":"3B"}})",
+         "x.card: $.card.atr: has 1 octets, must have 2 to 33"},
+        {R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"},
+            "pins":[{"reference":1,"value":"31"},{"reference":1,"value":"32"}]})",
+         "x.card: $.pins[1].reference: stands twice"},
+        {R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"},
+            "pins":[{"reference":1,"value":"31","maxTries":3,"triesLeft":4}]})",
+         "x.card: $.pins[0].triesLeft: must be a whole number from 0 to 3"},
+        {withFiles("7"), at + ": member \"kind\" is missing"},
+        {withFiles(R"({"fid":"2F00","kind":"cyclic"})"),
+         at + ".kind: \"cyclic\" is none of \"df\", \"transparent\", \"linear-variable\", \"tlv-records\""},
+        {withFiles(R"({"kind":"df"})"), at + ": member \"fid\" is missing"},
+        {withFiles(R"({"fid":"2F0","kind":"df"})"), at + ".fid: has an odd number of hexadecimal digits"},
+        {withFiles(R"({"fid":"2F0000","kind":"df"})"), at + ".fid: has 3 octets, must have 2"},
+        {withFiles(R"({"fid":"2F 0","kind":"df"})"), at + ".fid: character 3 is no hexadecimal digit"},
+        {withFiles(R"({"fid":"3F00","kind":"df"})"), at + ".fid: is reserved"},
+        {withFiles(R"({"fid":"3FFF","kind":"df"})"), at + ".fid: is reserved"},
+        {withFiles(ef + "}," + ef + "}"), "x.card: $.root.files[1].fid: is reserved, its DF's own, or another file's"},
+        {withFiles(ef + R"(,"sfi":31})"), at + ".sfi: must be a whole number from 1 to 30"},
+        {withFiles(ef + R"(,"sfi":1},{"fid":"2F01","kind":"transparent","sfi":1})"),
+         "x.card: $.root.files[1].sfi: is another file's"},
+        {withFiles(ef + R"(,"records":[]})"), at + ": unknown member \"records\""},
+        {withFiles(recs + R"(,"data":""})"), at + ": unknown member \"data\""},
+        {withFiles(ef + R"(,"size":-1})"), at + ".size: must be a whole number from 0 to 65535"},
+        {withFiles(ef + R"(,"size":65536})"), at + ".size: must be a whole number from 0 to 65535"},
+        {withFiles(ef + R"(,"size":1.0})"), at + ".size: must be a whole number"},
+        {withFiles(ef + R"(,"size":1,"data":"0000"})"), at + ".size: is 1, less than the 2 octets of data"},
+        {withFiles(recs + R"(,"maxRecord":2,"records":["00","010203"]})"),
+         at + ".records[1]: has 3 octets, must have 0 to 2"},
+        {withFiles(recs + R"(,"maxRecords":1,"records":["00","01"]})"),
+         at + ".records: has 2 records, more than maxRecords 1"},
+        {withFiles(recs + R"(,"records":{}})"), at + ".records: must be an array"},
+        {withFiles(ef + R"(,"access":{"create":"always"}})"), at + ".access.create: is no operation of an EF"},
+        {withFiles(R"({"fid":"5015","kind":"df","access":{"read":"always"}})"),
+         at + ".access.read: is no operation of a DF"},
+        {withFiles(ef + R"(,"access":{"write":"always"}})"), at + ".access.write: \"write\" is none of \"read\""},
+        {withFiles(ef + R"(,"access":{"read":"pin"}})"), at + ".access.read: \"pin\" needs an argument"},
+        {withFiles(ef + R"(,"access":{"read":{"never":1}}})"), at + ".access.read: \"never\" is a plain word"},
+        {withFiles(ef + R"(,"access":{"read":{"pin":1,"key":1}}})"), at + ".access.read: must be \"always\""},
+        {withFiles(ef + R"(,"access":{"read":{"or":[{"and":[{"key":-1}]}]}}})"),
+         at + ".access.read.or[0].and[0].key: must be a whole number from 0 to 255"},
+        {withFiles(R"({"fid":"5015","kind":"df","name":""})"), at + ".name: has 0 octets, must have 1 to 16"},
+        {nestedDfs(8), "DFs are nested deeper than 8"},
+        {nestedConditions(9), "conditions are nested deeper than 8"},
+        {std::string((16u << 20u) + 1, ' '), "x.card: is larger than 16777216 octets"},
+    };
+    for (const Refusal &refusal : refusals)
+        EXPECT_THAT(errorOf(refusal.text), testing::HasSubstr(refusal.message)) << refusal.text.substr(0, 300);
+}
+
+TEST(ImageReader, AcceptsWhatLiesJustInside) {
+    EXPECT_EQ(errorOf(nestedDfs(7)), "accepted");
+    EXPECT_EQ(errorOf(nestedConditions(8)), "accepted");
+    EXPECT_EQ(errorOf(withFiles(R"({"fid":"2f0a","kind":"tlv-records","records":["","fFfF","0155"]})")), "accepted");
+}
+
+TEST(ImageReader, AppliesDefaults) {
+    const CardImage image = parseImage(
+        withFiles(R"({"fid":"2F00","kind":"transparent","size":3,"data":"aB"},{"fid":"2F01","kind":"tlv-records"})"),
+        "x");
+    const virtualcard::File &transparent = image.root.files.front();
+    const virtualcard::File &records = image.root.files.back();
+    EXPECT_EQ(toHex(transparent.data), "AB 00 00");
+    EXPECT_TRUE(transparent.access.empty());
+    EXPECT_EQ(records.maxRecord, 234u);
+    EXPECT_EQ(records.maxRecords, 254u);
+    EXPECT_EQ(image.lifeCycle, 52);
+    EXPECT_TRUE(image.atr.empty());
+}
+
+// Reading what was written gives the same text again, whatever is in it.
+TEST(ImageWriter, RoundTrips) {
+    const std::string text = R"({"format":"zelmo virtual card 1",
+      "card":{"atr":"3B80800101","serial":"","model":"C0DE","lifeCycle":16,"extendedLength":true},
+      "root":{"fid":"3F00","kind":"df","access":{"create":{"key":3},"delete":"never"},"files":[
+        {"fid":"2F00","kind":"transparent","size":9,"data":"0100","sfi":3,"state":"terminated",
+         "access":{"read":{"and":[{"pin":1},{"or":["always",{"key":2}]}]},"update":"never","append":"always"}},
+        {"fid":"5015","kind":"df","name":"A0","files":[
+          {"fid":"4401","kind":"tlv-records","maxRecord":9,"maxRecords":2,"records":["","01FF"]},
+          {"fid":"4402","kind":"linear-variable","records":[]}]}]},
+      "pins":[{"reference":129,"value":"3132","maxTries":5,"triesLeft":0}],
+      "keys":[{"reference":8,"value":"00"}]})";
+    const std::string once = formatImage(parseImage(text, "x"));
+    EXPECT_EQ(once, formatImage(parseImage(once, "y")));
+    const CardImage image = parseImage(once, "x");
+    const virtualcard::File &first = image.root.files.front();
+    EXPECT_EQ(toHex(first.data), "01 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(first.state, virtualcard::FileState::terminated);
+    EXPECT_EQ(first.access.size(), 3u);
+    EXPECT_EQ(image.pins[0].triesLeft, 0);
+    EXPECT_EQ(image.keys[0].maxTries, 3);
+    EXPECT_EQ(toHex(image.root.files.back().files.front().records[1]), "01 FF");
+    EXPECT_THAT(once, testing::HasSubstr(R"("data": "01")"));
+}
+
+class ImageFile : public testing::Test {
+  protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "zelmo-image-XXXXXX").string();
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        directory = name;
+        file = (directory / "a.card").string();
+        virtualcard::writeImage(file, parseImage(withFiles(R"({"fid":"2F00","kind":"transparent","size":4})"), "x"));
+    }
+    void TearDown() override {
+        fs::remove_all(directory);
+    }
+    size_t filesInDirectory() const {
+        return static_cast<size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+    }
+    std::string content() const {
+        std::ostringstream text;
+        text << std::ifstream(file).rdbuf();
+        return text.str();
+    }
+    fs::path directory;
+    std::string file;
+};
+
+const std::vector<uint8_t> update = fromHex("00 D6 00 00 02 AB CD");
+
+TEST_F(ImageFile, KeepsWhatACommandChanged) {
+    const auto card = virtualcard::VirtualCard::load(file);
+    card->transmit(fromHex("00 A4 00 0C 02 2F 00"));
+    EXPECT_EQ(toHex(card->transmit(update)), "90 00");
+    EXPECT_EQ(toHex(virtualcard::readImage(file).root.files.front().data), "AB CD 00 00");
+    EXPECT_EQ(toHex(card->transmit(update)), "90 00");
+    EXPECT_EQ(filesInDirectory(), 1u);
+}
+
+TEST_F(ImageFile, ReadingWritesNothing) {
+    const fs::file_time_type before = fs::last_write_time(file);
+    struct stat status = {};
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    const ino_t inode = status.st_ino;
+    const auto card = virtualcard::VirtualCard::load(file);
+    card->transmit(fromHex("00 A4 00 0C 02 2F 00"));
+    card->transmit(fromHex("00 B0 00 00 00"));
+    EXPECT_EQ(fs::last_write_time(file), before);
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_ino, inode);
+}
+
+TEST_F(ImageFile, RefusesToOverwriteSomebodyElsesChange) {
+    const auto one = virtualcard::VirtualCard::load(file);
+    const auto two = virtualcard::VirtualCard::load(file);
+    for (const auto *card : {&one, &two})
+        (*card)->transmit(fromHex("00 A4 00 0C 02 2F 00"));
+    EXPECT_EQ(toHex(one->transmit(update)), "90 00");
+    const std::string after = content();
+    EXPECT_EQ(toHex(two->transmit(fromHex("00 D6 00 00 01 FF"))), "65 81");
+    EXPECT_EQ(content(), after);
+    EXPECT_EQ(filesInDirectory(), 1u);
+}
+
+TEST_F(ImageFile, FailedWriteLeavesTheOldImage) {
+    const auto card = virtualcard::VirtualCard::load(file);
+    card->transmit(fromHex("00 A4 00 0C 02 2F 00"));
+    const fs::path moved = directory.string() + "-moved";
+    fs::rename(directory, moved);
+    EXPECT_EQ(toHex(card->transmit(update)), "65 81");
+    fs::rename(moved, directory);
+    EXPECT_EQ(toHex(virtualcard::readImage(file).root.files.front().data), "00 00 00 00");
+}
+
+TEST_F(ImageFile, LinkStaysALinkAndModeIsKept) {
+    const fs::path link = directory / "link.card";
+    fs::create_symlink("a.card", link);
+    ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+    virtualcard::writeImage(link.string(), CardImage());
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_TRUE(virtualcard::readImage(file).root.files.empty());
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+}
+
+TEST_F(ImageFile, MessagesNameTheFile) {
+    const auto message = [](const std::string &name) -> std::string {
+        try {
+            virtualcard::readImage(name);
+        } catch (const ImageError &error) {
+            return error.what();
+        }
+        return "read";
+    };
+    EXPECT_EQ(message(file + "x"), file + "x: cannot open: No such file or directory");
+    EXPECT_EQ(message(directory.string()), directory.string() + ": is no regular file");
+    std::ofstream(file, std::ios::trunc) << "{";
+    EXPECT_THAT(message(file), testing::StartsWith(file + ": is no JSON: parse error at line 1, column 2"));
+}
+
+// The images that other tests run on are images that this reader takes.
+TEST(Image, TestTokensAreAccepted) {
+    size_t count = 0;
+    for (const auto &entry : fs::directory_iterator(ZELMO_SOURCE_DIR "/tests/data/tokens")) {
+        if (entry.path().extension() != ".card")
+            continue;
+        EXPECT_NO_THROW(virtualcard::readImage(entry.path().string())) << entry.path();
+        count++;
+    }
+    EXPECT_GE(count, 6u);
+}
+
+}  // namespace
