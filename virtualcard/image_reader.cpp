@@ -20,6 +20,13 @@ int digitValue(char digit) {
     return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
 }
 
+// Names and words come from the file: nothing in them may break the message's line.
+ImageError refusal(std::string message) {
+    std::replace_if(
+        message.begin(), message.end(), [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; }, '?');
+    return ImageError(message);
+}
+
 template <class Table>
 std::string choices(const Table &table) {
     std::string text;
@@ -35,7 +42,7 @@ class Node {
         : json_(json), file_(file), path_(std::move(path)) {}
 
     [[noreturn]] void fail(const std::string &reason) const {
-        throw ImageError(file_ + ": " + path_ + ": " + reason);
+        throw refusal(file_ + ": " + path_ + ": " + reason);
     }
 
     // An object with no other members than these.
@@ -308,7 +315,7 @@ class UniqueMembers {
         else if (event == Json::parse_event_t::object_end)
             open_.pop_back();
         else if (event == Json::parse_event_t::key && !open_.back().insert(parsed.get<std::string>()).second)
-            throw ImageError(file_ + ": member \"" + parsed.get<std::string>() + "\" stands twice in one object");
+            throw refusal(file_ + ": member \"" + parsed.get<std::string>() + "\" stands twice in one object");
         return true;
     }
 
@@ -318,7 +325,7 @@ class UniqueMembers {
 };
 
 // The library's text without its own prefix.
-std::string reason(const Json::parse_error &error) {
+std::string reason(const Json::exception &error) {
     const std::string text = error.what();
     const size_t at = text.find("] ");
     return at == std::string::npos ? text : text.substr(at + 2);
@@ -330,8 +337,8 @@ Json parseText(std::string_view text, const std::string &name) {
     try {
         UniqueMembers unique(name);
         return Json::parse(text.begin(), text.end(), std::ref(unique));
-    } catch (const Json::parse_error &error) {
-        throw ImageError(name + ": is no JSON: " + reason(error));
+    } catch (const Json::exception &error) {  // a number out of range is no parse_error
+        throw refusal(name + ": is no JSON: " + reason(error));
     }
 }
 
