@@ -97,7 +97,8 @@ def image(token):
     card = {"atr": "3B80800101", "serial": serial.hex().upper(), "model": "1501", "lifeCycle": 52,
             "extendedLength": False}
     root = {"fid": "3F00", "kind": "df", "files": ef_dir(token) + [application(token)]}
-    return {"format": "zelmo virtual card 1", "card": card, "root": root, "pins": [], "keys": []}
+    return {"format": "zelmo virtual card 1", "card": card, "root": root,
+            "pins": token.get("pins", token_models.PINS), "keys": []}
 
 
 # ---- what a reader must find ---------------------------------------------------------------------------------------

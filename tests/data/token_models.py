@@ -9,7 +9,8 @@ from token_objects import (CA, DES3_CBC, EC, RSA_PKCS, RSA_RAW, RSA_SHA1, USER1,
 
 AID = "A000000063504B43532D3135"
 OID_PKCS15 = "1.2.840.113549.1.15"
-PIN1 = {"pin": 1}
+PIN1 = {"pin": 0x81}
+PINS = [{"reference": 0x81, "value": b"1234".ljust(8, b"\0").hex(), "maxTries": 3}]  # as the card stores it
 FREE = bytes(2)  # a free record of a directory file
 
 # The TokenInfo file of a known card whose DER lengths are wrong, as its makers wrote it: the three length octets at
@@ -144,6 +145,7 @@ def transparent():
              auth_objects]
     return {
         "name": "transparent",
+        "pins": PINS + [{"reference": 0x82, "value": "123456FFFFFFFFFF", "maxTries": 5}],
         "dirForm": "transparent",
         "dir": [dir_entry("eSign", "3F00DF02", "A000000167455349474E"),
                 dir_entry(ddo={"oid": OID_PKCS15, "odfPath": path("3F0050155031"),
