@@ -7,9 +7,9 @@
 
 /// Ends the process when `condition` does not hold; `text` is the condition as it is to be reported. For programming
 /// errors only: what a card, a file or a user sends gets a result instead.
-#define ZELMO_ASSERT(condition, text)                                                \
-    do {                                                                             \
-        if (!(condition)) [[unlikely]]                                               \
+#define ZELMO_ASSERT(condition, text)                                                        \
+    do {                                                                                     \
+        if (!(condition)) [[unlikely]]                                                       \
             assertion_failed(text, __FILE__, __LINE__, static_cast<const char *>(__func__)); \
     } while (false)
 
