@@ -10,6 +10,11 @@
  *  4. Buffers belong to the caller; the service keeps none of them. What it returns by pointer is its own.
  *  5. A handle is used by one thread at a time. Different handles may be used by different threads.
  *  6. Arguments named `reserved` are passed as 0.
+ *  7. Every function that takes a handle gives 0x80100003 for one that is not open. A null pointer where null is not
+ *     allowed, a number that its command cannot carry, and data too long for the card give 0x80100004, with nothing
+ *     sent. A failed allocation gives 0x80100006, an answer of fewer than two octets 0x80100069, a card that otherwise
+ *     does not keep to the protocol 0x8010002F. Nothing is thrown.
+ *  8. After a failure a length pointer holds the octets delivered up to it, commonly 0.
  */
 #ifndef ZELMOCRD_ZELMOCRD_H
 #define ZELMOCRD_ZELMOCRD_H
@@ -17,6 +22,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#ifdef __GNUC__
+#pragma GCC visibility push(default)
+#endif
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -26,8 +34,7 @@ typedef uint32_t CardHandle;
 
 /** What a selection tells of a file. */
 typedef struct FileInfo {
-    uint32_t
-        fileType; /**< 0 unusable, 1 transparent, 2 and 3 linear fixed, 4 linear variable records, 5 TLV records. */
+    uint32_t fileType;   /**< 0 unusable, 1 transparent, 2 and 3 linear fixed, 4 linear variable, 5 TLV records. */
     uint32_t fileSize;   /**< Octets of a transparent file as the FCP claims; 0 when it does not say. */
     uint32_t fileId;     /**< File identifier; 0 when the FCP does not say. */
     uint32_t recordSize; /**< Greatest record length; 0 when the FCP does not say. */
@@ -67,99 +74,186 @@ typedef struct PinFormat {
 /** Handler of a script instruction. */
 typedef uint32_t (*cpd_Handler)(CardHandle card, const uint8_t *data, uint32_t dataLength);
 
+/* ---- readers and handles ------------------------------------------------------------------------------------------
+ */
+
+/** Receives one reader name, which is valid during the call; `context` is the one that was passed in. */
+typedef void (*zelmocrd_ReaderCallback)(const char *readerName, void *context);
+/**
+ * Calls `callback` for each reader, in the order of their names. Readers are the virtual cards (files NAME.card) in the
+ * directory that the environment variable ZELMOCRD_CARDS names; none when it is not set. A directory that cannot be
+ * read gives 0x8010002E.
+ */
+uint32_t zelmocrd_ListReaders(zelmocrd_ReaderCallback callback, void *context);
+/**
+ * Opens the card in a reader and stores its handle in `*card`, 0 after a failure; zelmocrd_CloseCard() gives it back.
+ * `readerName` is "virtual:FILE" for the virtual card in an image file; `flags` is 0. 0x80100009: there is no such
+ * reader or file; 0x8010000D: the file is no image. The same image may be opened more than once, but only one of the
+ * openings can write to it: the others' writes are answered 6581 from then on.
+ */
+uint32_t zelmocrd_OpenCard(const char *readerName, uint32_t flags, CardHandle *card);
+/**
+ * More about why the last zelmocrd_OpenCard() of this thread failed, such as the place of the error in an image; empty
+ * when there is no more to say. Valid until the thread's next zelmocrd_OpenCard().
+ */
+const char *zelmocrd_OpenErrorText(void);
+/** Closes a card. Its handle must not be used again. */
+uint32_t zelmocrd_CloseCard(CardHandle card);
+/** The answer to reset, up to 33 octets; 0x80100008, with the length needed, when the buffer is too small. */
+uint32_t zelmocrd_GetATR(CardHandle card, uint8_t *buffer, uint32_t *length);
+
+/* ---- watching a card ----------------------------------------------------------------------------------------------
+ */
+
+/**
+ * Receives each command as it was sent and its answer with the status word; the answer's length is 0 when none came.
+ * The pointers are valid during the call, in which no function of this header may be called for the same card. PINs and
+ * keys stand in the commands as they are: who writes them anywhere has to mask the data of VERIFY (20), CHANGE
+ * REFERENCE DATA (24), RESET RETRY COUNTER (2C) and EXTERNAL AUTHENTICATE (82).
+ */
+typedef void (*zelmocrd_TraceCallback)(const uint8_t *command, uint32_t commandLength, const uint8_t *answer,
+                                       uint32_t answerLength, double milliseconds, void *context);
+/** Sets the card's trace callback, or ends the trace with null. `context` is passed on and stays the caller's. */
+uint32_t zelmocrd_SetTrace(CardHandle card, zelmocrd_TraceCallback callback, void *context);
+
+/** What has gone over a card's wire since it was opened or its counters were reset. */
+typedef struct zelmocrd_Counters {
+    uint64_t commands;       /**< Commands sent, repetitions and GET RESPONSE included. */
+    uint64_t octetsSent;     /**< Octets of the commands, headers included. */
+    uint64_t octetsReceived; /**< Octets of the answers, status words included. */
+} zelmocrd_Counters;
+/** Copies the card's counters, and sets them to 0 when `reset` is not 0. */
+uint32_t zelmocrd_GetCounters(CardHandle card, zelmocrd_Counters *counters, uint32_t reset);
+
+/**
+ * What a result code of this library means, in a few English words such as "file not found"; never null. The text is
+ * constant.
+ */
+const char *zelmocrd_StatusText(uint32_t code);
+
 /* ---- selection -------------------------------------------------------------------------------------------------- */
 
 /**
- * Selects a file. With an AID the application comes first and a relative path is taken inside it; without one the path
- * is taken from the root. With an AID and no path it selects the application. `aid`, `path` and `fileInfo` may be null.
+ * Selects a file. A path that begins with 3F 00 is taken from the card's root, with or without an AID. Any other path
+ * is taken inside the application `aid`, which is selected first, or from the root when there is no AID. An AID alone
+ * selects the application, neither of them the root. `aid`, `path` and `fileInfo` may be null; what the card does not
+ * tell stays 0 in `*fileInfo`.
  */
 uint32_t scard_SelectFile(CardHandle card, const uint8_t *aid, uint32_t aidLength, const uint8_t *path,
                           uint32_t pathLength, FileInfo *fileInfo);
-/** One SELECT with `mode` as P1: 8 path from the root, 0 file identifier (with no data the root). */
+/**
+ * One SELECT with `mode` as P1: 8 path from the root, 0 file identifier (with no data the root), 4 AID, 9 path from the
+ * current DF. `fileInfo` may be null.
+ */
 uint32_t scardcmd_SelectFile(CardHandle card, uint32_t mode, const uint8_t *data, uint32_t dataLength,
                              FileInfo *fileInfo);
 
 /* ---- reading and writing ---------------------------------------------------------------------------------------- */
 
 /**
- * Reads a transparent file from `offset` to its end or until `*length` octets are delivered. `fileReference` is null
- * for the file last selected, or points at one short file identifier. A file shorter than the capacity is no failure.
+ * Reads a transparent file from `offset` to its end or until `*length` octets are delivered, with as many commands as
+ * that takes. `fileReference` is null for the file last selected, or points at one short file identifier (1 to 30),
+ * whose file becomes the current one; the offset is then at most 255. A file shorter than the capacity is no failure;
+ * an offset behind the file's end is 0xE0116B00.
  */
 uint32_t scard_ReadEFBinary(CardHandle card, const uint8_t *fileReference, uint32_t offset, uint8_t *buffer,
                             uint32_t *length, uint32_t reserved);
-/** Total length of the DER value at the start of the selected file. */
+/**
+ * Total length, header included, of the DER value at the start of the selected file. 0x80100011 when there is none,
+ * when its length is indefinite, or when it is longer than a file can be (16 MB).
+ */
 uint32_t scard_GetDERContentLength(CardHandle card, uint32_t reserved, uint32_t *length);
-/** Reads the certificate in the selected file from `offset`; `kind` is 3. */
+/** Reads the certificate in the selected file, as scard_ReadEFBinary() does; `kind` is 3. */
 uint32_t scard_ReadEFCertificate(CardHandle card, uint32_t reserved, uint32_t offset, uint8_t *buffer, uint32_t *length,
                                  uint32_t reserved2, uint32_t kind);
-/** Overwrites part of a transparent file of the current DF; `fileId` points at its two identifier octets. */
+/**
+ * Overwrites part of a transparent file of the current DF; `fileId` points at its two identifier octets. A failure may
+ * leave the first octets written.
+ */
 uint32_t scard_UpdateEF(CardHandle card, const uint8_t *fileId, uint32_t offset, const uint8_t *data,
                         uint32_t dataLength);
 /**
- * Reads one record of the selected file. Mode 0: the first record whose first octet is `recordId`; mode 2: the next
- * record. 0xE0116A83 when there is none. A capacity below the record's size delivers its first octets.
+ * Reads one record of the selected file. Mode 0: the first record whose first octet is `recordId`; mode 2 with record
+ * id 0: the next record; mode 4: record number, from 1. 0xE0116A83 when there is none. A capacity below the record's
+ * size delivers its first octets, without error.
  */
 uint32_t scardcmd_ReadRecord(CardHandle card, uint32_t recordId, uint32_t reserved, uint32_t mode, uint32_t reserved2,
                              uint8_t *buffer, uint32_t *length);
-/** Overwrites one record. Mode 0: the first record whose first octet is `recordId`; mode 4: record number, from 1. */
+/**
+ * Overwrites one record, of which nothing remains. Mode 0: the first record whose first octet is `recordId`; mode 4:
+ * record number, from 1. Data must not be empty.
+ */
 uint32_t scardcmd_UpdateRecord(CardHandle card, uint32_t recordId, uint32_t reserved, uint32_t mode,
                                const uint8_t *data, uint32_t dataLength, uint32_t reserved2);
-/** Adds a record at the end of the selected file. */
+/** Adds a record at the end of the selected file. Data must not be empty. */
 uint32_t scardcmd_AppendRecord(CardHandle card, uint32_t reserved, const uint8_t *data, uint32_t dataLength,
                                uint32_t reserved2);
 
 /* ---- authentication --------------------------------------------------------------------------------------------- */
 
-/** VERIFY. `retries` (or null) receives the tries left when the card tells them. An empty PIN is refused unsent. */
+/**
+ * VERIFY. `reference` is one octet. `*retries` (null: not wanted) receives the tries left when the card tells them,
+ * which is after a wrong PIN and for a blocked one (0), and stays as it is otherwise. An empty PIN is 0x80100004,
+ * unsent.
+ */
 uint32_t scardcmd_VerifyPIN(CardHandle card, uint32_t reference, const uint8_t *data, uint32_t dataLength,
-                            uint32_t *retries, uint32_t reserved);
-/** Asks for the tries left without presenting a PIN. */
-uint32_t scardcmd_QueryRetryCounter(CardHandle card, uint32_t reference, uint32_t *retries, uint32_t reserved);
+                            uint8_t *retries, uint32_t reserved);
+/**
+ * Asks for the tries left without presenting a PIN. `*retries` receives them, or 255 when the PIN stands verified and
+ * the card therefore does not tell. A blocked PIN is 0xE0116983 with `*retries` 0.
+ */
+uint32_t scardcmd_QueryRetryCounter(CardHandle card, uint32_t reference, uint8_t *retries, uint32_t reserved);
 /** CHANGE REFERENCE DATA. Mode 0: old and new value; mode 1: the new value alone, old null and 0. */
 uint32_t scardcmd_ChangeReferenceData(CardHandle card, uint32_t mode, uint32_t reference, const uint8_t *oldData,
                                       uint32_t oldLength, const uint8_t *newData, uint32_t newLength,
                                       uint32_t reserved);
-/** RESET RETRY COUNTER with authorising data and a new value. */
+/** RESET RETRY COUNTER with authorising data and a new value, each of which may be absent (null and 0). */
 uint32_t scardcmd_ResetRetryCounter(CardHandle card, uint32_t reserved, uint32_t reference, const uint8_t *authData,
                                     uint32_t authLength, const uint8_t *newData, uint32_t newLength,
                                     uint32_t reserved2);
+/** EXTERNAL AUTHENTICATE with a key. */
+uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, const uint8_t *data, uint32_t dataLength,
+                                       uint32_t reserved);
+/**
+ * GET DATA with a tag of up to two octets. 0x80100008, with the length needed and nothing delivered, when the buffer is
+ * too small. Tag 0x84 lists the keys that stand authenticated, one octet each.
+ */
+uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length);
+
+/* ---- card information and services ------------------------------------------------------------------------------ */
+
+/** Fills the record. What the card does not tell is 0 there; only a card that does not answer is a failure. */
+uint32_t scard_GetCardInfo(CardHandle card, CardInfo *cardInfo);
+/** The card's model number; 0 when it is not known. */
+uint32_t scard_GetCardModel(CardHandle card);
+/** Key length bounds of an algorithm reference, or null when there are no bounds to check. The record is constant. */
+const ExtendedAlgorithmInfo *scard_GetExtendedAlgorithmInfo(uint8_t algorithmReference);
+/** Fills the buffer with random octets from the card. After a failure its content is not defined. */
+uint32_t scard_GetRandom(CardHandle card, uint8_t *buffer, uint32_t count);
+/** Resets the card: the root is selected and nothing stands verified. */
+uint32_t scard_ResetCard(CardHandle card);
+/** Takes the card exclusively, until as many calls of scard_EndTransaction(). */
+uint32_t scard_BeginTransaction(CardHandle card);
+/** Ends the transaction; 0x80100016 when none is open. */
+uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
+
+/* ---- declared, not yet in the library -----------------------------------------------------------------------------
+ */
+
+/* A program that calls one of these does not link. */
+
 /** Replaces a key value. */
 uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t reserved, uint32_t keyReference, const uint8_t *data,
                                 uint32_t dataLength, uint32_t reserved2);
-/** EXTERNAL AUTHENTICATE. */
-uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, const uint8_t *data, uint32_t dataLength,
-                                       uint32_t reserved);
-/** GET DATA. */
-uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length);
 /** Clears the verified status on the card. Mode 128: of the current application; 0: of all. */
 uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode);
 /** Puts a PIN into the card's stored form; pure computation. */
 uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const PinFormat *format, uint8_t *buffer,
                          uint32_t *length);
-
-/* ---- card information and services ------------------------------------------------------------------------------ */
-
-/** Fills the record. */
-uint32_t scard_GetCardInfo(CardHandle card, CardInfo *cardInfo);
-/** The card's model number; 0 when it is not known. */
-uint32_t scard_GetCardModel(CardHandle card);
-/** Key length bounds of an algorithm reference, or null when there are no bounds to check. */
-const ExtendedAlgorithmInfo *scard_GetExtendedAlgorithmInfo(uint8_t algorithmReference);
-/** Fills the buffer with random octets from the card. */
-uint32_t scard_GetRandom(CardHandle card, uint8_t *buffer, uint32_t count);
 /** The card's life cycle administration: takes a delivered card into its initialised phase. */
 uint32_t scard_LifeCycleAdministration(CardHandle card);
 /** Erases the card's file system. */
 uint32_t scardcmd_EraseFiles(CardHandle card, uint32_t reserved);
-/** Resets the card. */
-uint32_t scard_ResetCard(CardHandle card);
-/** Takes the card exclusively. */
-uint32_t scard_BeginTransaction(CardHandle card);
-/** Ends the transaction. */
-uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
-
-/* ---- script engine ---------------------------------------------------------------------------------------------- */
-
 /** Runs a personalisation script; `handlerBytes` and `handlers` are parallel arrays of `handlerCount` elements. */
 uint32_t cpd_Execute(CardHandle card, const uint8_t *script, uint32_t scriptLength, uint32_t handlerCount,
                      const uint8_t *handlerBytes, const cpd_Handler *handlers, uint32_t reserved);
@@ -168,6 +262,9 @@ uint32_t cpd_ResetTransactedCard(CardHandle card, const uint8_t *data, uint32_t 
 
 #ifdef __cplusplus
 }
+#endif
+#ifdef __GNUC__
+#pragma GCC visibility pop
 #endif
 
 #endif

@@ -1,0 +1,125 @@
+#include "zelmocrd/card.h"
+
+#include <chrono>
+#include <string.h>
+#include <utility>
+
+#include "zelmocrd/error.h"
+
+namespace zelmocrd {
+
+namespace {
+
+constexpr uint8_t moreData = 0x61;
+constexpr uint8_t exactLength = 0x6C;
+constexpr uint8_t insGetResponse = 0xC0;
+
+// Overwrites a command when it has been sent: it may hold a PIN.
+class Wiped {
+  public:
+    explicit Wiped(Bytes octets) : octets_(std::move(octets)) {}
+    Wiped(const Wiped &) = delete;
+    Wiped &operator=(const Wiped &) = delete;
+    ~Wiped() {
+        explicit_bzero(octets_.data(), octets_.size());
+    }
+    std::span<const uint8_t> span() const {
+        return octets_;
+    }
+
+  private:
+    Bytes octets_;
+};
+
+// The length in the second status octet, where 0 stands for 256.
+uint32_t announcedLength(const Answer &answer) {
+    return answer.sw2() != 0 ? answer.sw2() : shortAnswerMax;
+}
+
+Answer takeApart(Bytes octets) {
+    if (octets.size() < 2)
+        throw ServiceError(code::removedCard);
+    Answer answer;
+    answer.sw = static_cast<uint16_t>(octets[octets.size() - 2] << 8 | octets.back());
+    octets.resize(octets.size() - 2);
+    answer.data = std::move(octets);
+    return answer;
+}
+
+}  // namespace
+
+Card::Card(std::unique_ptr<Transport> transport)
+    : transport_(std::move(transport)), atr_(transport_->atr()), abilities_(abilitiesFromAtr(atr_)) {}
+
+void Card::reset() {
+    transport_->reset();
+    atr_ = transport_->atr();
+    abilities_ = abilitiesFromAtr(atr_);
+}
+
+void Card::setTrace(zelmocrd_TraceCallback callback, void *context) {
+    trace_ = callback;
+    traceContext_ = context;
+}
+
+zelmocrd_Counters Card::counters(bool reset) {
+    const zelmocrd_Counters now = counters_;
+    if (reset)
+        counters_ = {};
+    return now;
+}
+
+void Card::report(std::span<const uint8_t> command, std::span<const uint8_t> answer, double milliseconds) {
+    counters_.commands++;
+    counters_.octetsSent += command.size();
+    counters_.octetsReceived += answer.size();
+    if (trace_ != nullptr)
+        trace_(command.data(), static_cast<uint32_t>(command.size()), answer.data(),
+               static_cast<uint32_t>(answer.size()), milliseconds, traceContext_);
+}
+
+// One command and its answer. Data that nobody asked for is let through as far as a short answer goes: some cards tell
+// of a file although P2 of SELECT says not to.
+Answer Card::exchange(const Command &command) {
+    using Clock = std::chrono::steady_clock;
+    const Wiped octets(encode(command, abilities_.extendedLength));
+    const Clock::time_point start = Clock::now();
+    const auto elapsed = [start] { return std::chrono::duration<double, std::milli>(Clock::now() - start).count(); };
+    Bytes received;
+    try {
+        received = transport_->transmit(octets.span());
+    } catch (...) {
+        report(octets.span(), {}, elapsed());
+        throw;
+    }
+    report(octets.span(), received, elapsed());
+    Answer answer = takeApart(std::move(received));
+    if (answer.data.size() > (command.ne != 0 ? command.ne : shortAnswerMax))
+        throw ServiceError(code::communication);
+    return answer;
+}
+
+Answer Card::exchangeExact(Command command) {
+    Answer answer = exchange(command);
+    if (answer.sw1() != exactLength || command.ne == 0)
+        return answer;
+    command.ne = announcedLength(answer);
+    return exchange(command);
+}
+
+Answer Card::run(const Command &command) {
+    // Enough for 64 KB in pieces of 256; a card that gives less at a time does not get further.
+    constexpr int piecesMax = 300;
+    Answer answer = exchangeExact(command);
+    for (int pieces = 0; answer.sw1() == moreData; pieces++) {
+        Answer piece = exchangeExact({.ins = insGetResponse, .ne = announcedLength(answer)});
+        answer.sw = piece.sw;
+        const bool stuck = piece.sw1() == moreData && (piece.data.empty() || pieces == piecesMax);
+        if (stuck || answer.data.size() + piece.data.size() > extendedAnswerMax)
+            throw ServiceError(code::communication);
+        answer.data.insert(answer.data.end(), piece.data.begin(), piece.data.end());
+    }
+    return answer;
+}
+
+}  // namespace zelmocrd

@@ -1,0 +1,71 @@
+// What a host needs besides the operations: readers, handles, trace, counters.
+#include <string>
+
+#include "zelmocrd/boundary.h"
+
+namespace {
+
+// Why the last opening in this thread failed.
+thread_local std::string openError;
+
+}  // namespace
+
+using namespace zelmocrd;
+
+uint32_t zelmocrd_ListReaders(zelmocrd_ReaderCallback callback, void *context) {
+    return guarded([&] {
+        require(callback != nullptr);
+        for (const std::string &name : readerNames())
+            callback(name.c_str(), context);
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_OpenCard(const char *readerName, uint32_t flags, CardHandle *card) {
+    return guarded([&] {
+        openError.clear();
+        require(readerName != nullptr && flags == 0 && card != nullptr);
+        *card = 0;
+        try {
+            *card = addCard(std::make_shared<Card>(openTransport(readerName)));
+        } catch (const ServiceError &error) {
+            openError = error.what();
+            throw;
+        }
+        return code::ok;
+    });
+}
+
+const char *zelmocrd_OpenErrorText(void) {
+    return openError.c_str();
+}
+
+uint32_t zelmocrd_CloseCard(CardHandle card) {
+    return guarded([&] {
+        removeCard(card);
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_GetATR(CardHandle card, uint8_t *buffer, uint32_t *length) {
+    return onCard(card, [&](Card &it) {
+        Output out(buffer, length);
+        out.replace(it.atr());
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_SetTrace(CardHandle card, zelmocrd_TraceCallback callback, void *context) {
+    return onCard(card, [&](Card &it) {
+        it.setTrace(callback, context);
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_GetCounters(CardHandle card, zelmocrd_Counters *counters, uint32_t reset) {
+    return onCard(card, [&](Card &it) {
+        require(counters != nullptr);
+        *counters = it.counters(reset != 0);
+        return code::ok;
+    });
+}

@@ -1,0 +1,129 @@
+// PINs, keys and what has been proven to the card.
+#include <optional>
+#include <string.h>
+
+#include "zelmocrd/boundary.h"
+
+namespace zelmocrd {
+
+namespace {
+
+using Octets = std::span<const uint8_t>;
+
+constexpr uint8_t insVerify = 0x20;
+
+// How many tries a status word tells of, if it does.
+std::optional<uint8_t> triesLeft(uint16_t sw) {
+    constexpr uint16_t blocked = 0x6983;
+    if ((sw & 0xFFF0u) == 0x63C0)
+        return static_cast<uint8_t>(sw & 0x0Fu);
+    return sw == blocked ? std::optional<uint8_t>(0) : std::nullopt;
+}
+
+uint32_t verify(Card &card, uint8_t reference, Octets pin, uint8_t *retries) {
+    // Without data the command would only ask, and its success say nothing about the PIN.
+    require(!pin.empty());
+    const Answer answer = card.run({.ins = insVerify, .p2 = reference, .data = pin});
+    const std::optional<uint8_t> left = triesLeft(answer.sw);
+    if (left && retries != nullptr)
+        *retries = *left;
+    return statusCode(answer.sw);
+}
+
+uint32_t queryRetries(Card &card, uint8_t reference, uint8_t *retries) {
+    constexpr uint16_t verified = 0x9000;
+    constexpr uint16_t blocked = 0x6983;
+    constexpr uint8_t notTold = 255;
+    require(retries != nullptr);
+    const Answer answer = card.run({.ins = insVerify, .p2 = reference});
+    const std::optional<uint8_t> left = triesLeft(answer.sw);
+    if (!left && answer.sw != verified)
+        return statusCode(answer.sw);
+    *retries = left.value_or(notTold);
+    return answer.sw == blocked ? statusCode(answer.sw) : code::ok;
+}
+
+// Two values as one command's data, overwritten when it has been sent.
+uint32_t sendPair(Card &card, uint8_t ins, uint8_t p1, uint8_t reference, Octets first, Octets second) {
+    Bytes data;
+    data.reserve(first.size() + second.size());
+    data.insert(data.end(), first.begin(), first.end());
+    data.insert(data.end(), second.begin(), second.end());
+    const struct Wipe {
+        Bytes &octets;
+        ~Wipe() {
+            explicit_bzero(octets.data(), octets.size());
+        }
+    } wipe{data};
+    return statusCode(card.run({.ins = ins, .p1 = p1, .p2 = reference, .data = data}).sw);
+}
+
+uint32_t changeReferenceData(Card &card, uint32_t mode, uint8_t reference, Octets oldData, Octets newData) {
+    constexpr uint32_t newOnly = 1;
+    require(mode <= newOnly && !newData.empty() && oldData.empty() == (mode == newOnly));
+    return sendPair(card, 0x24, static_cast<uint8_t>(mode), reference, oldData, newData);
+}
+
+// P1 says which of the two values are there.
+uint32_t resetRetryCounter(Card &card, uint8_t reference, Octets authData, Octets newData) {
+    const uint8_t withoutAuth = authData.empty() ? 2 : 0;
+    const uint8_t withoutNew = newData.empty() ? 1 : 0;
+    return sendPair(card, 0x2C, withoutAuth | withoutNew, reference, authData, newData);
+}
+
+uint32_t getData(Card &card, uint32_t tag, Output &out) {
+    require(tag <= 0xFFFF);
+    const Answer answer = card.run({.ins = 0xCA,
+                                    .p1 = static_cast<uint8_t>(tag >> 8u),
+                                    .p2 = static_cast<uint8_t>(tag & 0xFFu),
+                                    .ne = shortAnswerMax});
+    if (const uint32_t result = statusCode(answer.sw); result != code::ok)
+        return result;
+    out.replace(answer.data);
+    return code::ok;
+}
+
+}  // namespace
+
+}  // namespace zelmocrd
+
+using namespace zelmocrd;
+
+uint32_t scardcmd_VerifyPIN(CardHandle card, uint32_t reference, const uint8_t *data, uint32_t dataLength,
+                            uint8_t *retries, uint32_t /*reserved*/) {
+    return onCard(card, [&](Card &it) { return verify(it, octet(reference), input(data, dataLength), retries); });
+}
+
+uint32_t scardcmd_QueryRetryCounter(CardHandle card, uint32_t reference, uint8_t *retries, uint32_t /*reserved*/) {
+    return onCard(card, [&](Card &it) { return queryRetries(it, octet(reference), retries); });
+}
+
+uint32_t scardcmd_ChangeReferenceData(CardHandle card, uint32_t mode, uint32_t reference, const uint8_t *oldData,
+                                      uint32_t oldLength, const uint8_t *newData, uint32_t newLength,
+                                      uint32_t /*reserved*/) {
+    return onCard(card, [&](Card &it) {
+        return changeReferenceData(it, mode, octet(reference), input(oldData, oldLength), input(newData, newLength));
+    });
+}
+
+uint32_t scardcmd_ResetRetryCounter(CardHandle card, uint32_t /*reserved*/, uint32_t reference, const uint8_t *authData,
+                                    uint32_t authLength, const uint8_t *newData, uint32_t newLength,
+                                    uint32_t /*reserved2*/) {
+    return onCard(card, [&](Card &it) {
+        return resetRetryCounter(it, octet(reference), input(authData, authLength), input(newData, newLength));
+    });
+}
+
+uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, const uint8_t *data, uint32_t dataLength,
+                                       uint32_t /*reserved*/) {
+    return onCard(card, [&](Card &it) {
+        return statusCode(it.run({.ins = 0x82, .p2 = octet(keyReference), .data = input(data, dataLength)}).sw);
+    });
+}
+
+uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length) {
+    return onCard(card, [&](Card &it) {
+        Output out(buffer, length);
+        return getData(it, tag, out);
+    });
+}

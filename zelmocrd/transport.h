@@ -1,0 +1,41 @@
+// The way to a card, whatever is at its end.
+#ifndef ZELMOCRD_TRANSPORT_H
+#define ZELMOCRD_TRANSPORT_H
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace zelmocrd {
+
+using Bytes = std::vector<uint8_t>;
+
+/// One open card. All calls throw ServiceError with a PC/SC code when the card cannot be reached.
+class Transport {
+  public:
+    Transport() = default;
+    Transport(const Transport &) = delete;
+    Transport &operator=(const Transport &) = delete;
+    virtual ~Transport() = default;
+
+    /// Sends one command APDU and returns what came back, unjudged.
+    virtual Bytes transmit(std::span<const uint8_t> command) = 0;
+    /// The card's answer to its last reset.
+    virtual Bytes atr() const = 0;
+    virtual void reset() = 0;
+    virtual void beginTransaction() = 0;
+    virtual void endTransaction() = 0;
+};
+
+/// Opens the card that `readerName` stands for. Throws ServiceError, with a text where there is more to say than its
+/// code does.
+std::unique_ptr<Transport> openTransport(const std::string &readerName);
+
+/// The names of the readers there are, in order.
+std::vector<std::string> readerNames();
+
+}  // namespace zelmocrd
+
+#endif
