@@ -29,6 +29,9 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
 
 /** Shape of every encoder, for calls that take one. */
 typedef uint32_t (*asn1_element_e)(uint8_t **cursor, const void *element);
@@ -196,6 +199,9 @@ ZELMOP15_DECLARE_RECORD(PrivateRSAKeyAttributes);
 #undef ZELMOP15_DECLARE_CODER
 #undef ZELMOP15_DECLARE_CLONE
 
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 #ifdef __cplusplus
 }
 #endif

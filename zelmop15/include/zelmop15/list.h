@@ -24,6 +24,9 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
 
 /** Read-write lock with preference for readers, built on a POSIX mutex and two conditions. */
 typedef struct ReadWriteLock {
@@ -98,6 +101,9 @@ int List_writelock(List *list);
 /** Leaves the list's lock as the writer; 0 or a POSIX error number. */
 int List_writeunlock(List *list);
 
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 #ifdef __cplusplus
 }
 #endif

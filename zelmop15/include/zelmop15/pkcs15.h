@@ -36,6 +36,9 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
 
 /* ---- codes ------------------------------------------------------------------------------------------------------ */
 
@@ -321,6 +324,9 @@ PrivateKeyType *pkcs15_CreatePrivateRSAKey(void);
 /** New RSA public key object with an empty path, or null; `native` is 0. Release: asn1_PublicKeyType_free(). */
 PublicKeyType *pkcs15_CreatePublicRSAKey(void);
 
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 #ifdef __cplusplus
 }
 #endif
