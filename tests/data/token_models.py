@@ -186,7 +186,8 @@ def records():
     return {
         "name": "records",
         "dirForm": "records",
-        "dir": [dir_entry("eSign", "3F00DF02", "A000000167455349474E"), dir_entry()],
+        # A walk over records takes the length of a record as the capacity for the next: the longer one stands first.
+        "dir": [dir_entry("Qualified electronic signature", "3F00DF02", "A000000167455349474E"), dir_entry()],
         "tokenInfo": {
             "version": 0, "serialNumber": bytes.fromhex("53000001"), "manufacturerID": "Zelmop Works",
             "label": "Record test token", "tokenflags": ["loginRequired"],
@@ -289,7 +290,8 @@ def efdir_records():
     return {
         "name": "efdir-records",
         "dirForm": "faulty",
-        "dir": [dir_entry("eSign", "3F00DF02", "A000000167455349474E"), dir_entry("Faulty EF.DIR")],
+        # The repair of a faulty record holds for the rest of a call, so that the token's own stands first.
+        "dir": [dir_entry("Faulty EF.DIR"), dir_entry("eSign", "3F00DF02", "A000000167455349474E")],
         "tokenInfo": {"version": 0, "serialNumber": bytes.fromhex("4546444952"), "label": "Faulty EF.DIR",
                       "tokenflags": ["loginRequired"], "recordInfo": {"oDFRecordLength": 0, "aODFRecordLength": 234}},
         "directories": list(plain_directories("records")),
