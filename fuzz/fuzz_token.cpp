@@ -1,0 +1,164 @@
+// The token layer from end to end: find the token, open it, walk, read, find and change its objects, close it, on a
+// card with any content that may fail at any command.
+#include <cstring>
+
+#include "token/pkcs15_types_functions.h"
+#include "token_card.h"
+#include "zelmop15/pkcs15.h"
+
+namespace {
+
+uint8_t pkcs15_aid[] = {0xA0, 0x00, 0x00, 0x00, 0x63, 0x50, 0x4B, 0x43, 0x53, 0x2D, 0x31, 0x35};
+const asn1_OctetString aid_filter[] = {{sizeof pkcs15_aid, pkcs15_aid}, {0, nullptr}};
+constexpr uint32_t walking = FLAG_REFRESH_CACHE, cached = FLAG_REFRESH_CACHE | FLAG_USE_CACHE;
+
+/// A result is 0 or one of the library's codes, never a raw one.
+uint32_t checked(uint32_t code) {
+    const uint32_t family = code & 0xFFFF0000;
+    fuzz::require(code == 0 || family == 0x20200000 || family == 0xA0200000 || family == 0xE0200000, "result",
+                  "it is a code of the library");
+    return code;
+}
+
+/// The first record of EF.DIR for the token's AID, or the built-in one.
+DIRRecord *find_token(CardHandle card) {
+    uintptr_t cursor = 0;
+    uint32_t card_error = 0;
+    DIRRecord *record = nullptr;
+    if (checked(pkcs15_ScEnumerateDirectories(card, ENUM_FIRST, aid_filter, &cursor, &record, &card_error)) != 0) {
+        fuzz::require(cursor == 0, "directories", "the cursor is closed after the end or a failure");
+        return pkcs15_GetDefaultDIR();
+    }
+    DIRRecord *next = nullptr;
+    while (checked(pkcs15_ScEnumerateDirectories(card, ENUM_NEXT, aid_filter, &cursor, &next, &card_error)) == 0)
+        asn1_DIRRecord_free(next);
+    fuzz::require(cursor == 0, "directories", "the cursor is closed after the end or a failure");
+    return record;
+}
+
+/// What a host asks of an object that it has read.
+void look_at(const void *object) {
+    const CommonObjectAttributes *common = pkcs15_GetCommonObjectAttributes(object);
+    if (common == nullptr)
+        return;
+    List *rules = nullptr;
+    checked(pkcs15_GetObjectACRs(common, &rules));
+    List_free(rules, [](void *rule) { asn1_AccessControlRule_free(static_cast<AccessControlRule *>(rule)); });
+    if (common->label != nullptr) {
+        char text[16];
+        pkcs15_Label2szString(common->label, text, sizeof text);
+        fuzz::require(std::memchr(text, '\0', sizeof text) != nullptr, "label", "the text is terminated");
+    }
+}
+
+/// Reads the object that the walk stands at. The record must come from the cache: nothing may be selected meanwhile.
+void read_entry(CardHandle card, TokenContext *context, ObjectReference *reference) {
+    void *object = nullptr;
+    uint32_t card_error = 0;
+    if (checked(pkcs15_ScGetDFEntry(card, context, reference, cached, &object, &card_error)) != 0)
+        return;
+    fuzz::require(object != nullptr, "entry", "a read that succeeds yields an object");
+    look_at(object);
+    checked(pkcs15_ScReleaseDFEntry(card, context, reference, RELEASE_DISCARD, object, &card_error));
+}
+
+/// Walks one type. With `wanted`, the first reference is kept for the caller.
+void walk(CardHandle card, TokenContext *context, uint32_t type, ObjectReference **wanted) {
+    uintptr_t cursor = 0;
+    uint32_t card_error = 0, mode = ENUM_FIRST;
+    ObjectReference *reference = nullptr;
+    while (checked(pkcs15_ScEnumerateObjects(card, context, type, mode, walking, &cursor, &reference, &card_error)) ==
+           0) {
+        mode = ENUM_NEXT;
+        read_entry(card, context, reference);
+        if (wanted != nullptr && *wanted == nullptr)
+            *wanted = reference;
+        else
+            pkcs15_ObjectReferenceFree(reference);
+    }
+    fuzz::require(cursor == 0, "objects", "the cursor is closed after the end or a failure");
+}
+
+/// Reads the first object again and writes it back, where it can be encoded; writing one that cannot is an assertion.
+void rewrite(CardHandle card, TokenContext *context, ObjectReference *reference) {
+    void *object = nullptr;
+    uint32_t card_error = 0;
+    if (reference->updateEntry != nullptr && reference->cacheSlot == nullptr)
+        return;
+    // A record that is read by its id may be another one of the same id with a wrong length, an assertion too.
+    uint8_t record[PKCS15_MAX_RECORD];
+    uint32_t length = sizeof record;
+    const bool record_file = reference->updateEntry != nullptr;
+    if (record_file && pkcs15_DirCacheGet(context->dirCache, reference, FLAG_USE_CACHE, record, &length) != 0)
+        return;
+    if (checked(pkcs15_ScGetDFEntry(card, context, reference, FLAG_USE_CACHE, &object, &card_error)) != 0)
+        return;
+    const bool writable = token::P15TypesFunctions[reference->objectType].encoder(nullptr, object) != 0;
+    if (record_file && writable)
+        checked(pkcs15_ScUpdateDFEntry(card, context, reference, object, &card_error));
+    const uint32_t mode = !writable ? RELEASE_DISCARD : (reference->objectId & 1) != 0 ? RELEASE_ERASE : RELEASE_COMMIT;
+    checked(pkcs15_ScReleaseDFEntry(card, context, reference, mode, object, &card_error));
+}
+
+void find(CardHandle card, TokenContext *context, uint32_t type) {
+    uint8_t octet = 0x45;
+    const asn1_OctetString identifier = {1, &octet};
+    ObjectReference *reference = nullptr;
+    uint32_t card_error = 0;
+    const uint32_t code =
+        checked(pkcs15_ScFindObject(card, context, type, &identifier, cached, &reference, &card_error));
+    fuzz::require((code == 0) == (reference != nullptr), "find", "a reference exactly when it is found");
+    pkcs15_ObjectReferenceFree(reference);
+}
+
+void add_data_object(CardHandle card, TokenContext *context) {
+    ObjectReference *reference = nullptr;
+    void *object = nullptr;
+    uint32_t card_error = 0;
+    const uint32_t code =
+        checked(pkcs15_ScAllocDFEntry(card, context, PKCS15_DATA_OBJECTS, 16, &reference, &object, &card_error));
+    if (code == 0)
+        checked(pkcs15_ScReleaseDFEntry(card, context, reference, RELEASE_COMMIT, object, &card_error));
+    pkcs15_ObjectReferenceFree(reference);
+}
+
+void choose_algorithm(CardHandle card, const TokenContext *context) {
+    uint8_t algorithm = 0;
+    Reference *reference = nullptr;
+    const uint32_t key_length = 2048;
+    pkcs15_ScSelectPrivateKeyAlgorithm(card, context, 1, 1, 0, &key_length, &algorithm, &reference);
+}
+
+void use_token(CardHandle card, TokenContext *context) {
+    for (uint32_t type = 0; type < token::object_types; type++) {
+        ObjectReference *first = nullptr;
+        walk(card, context, type, &first);
+        if (first != nullptr)
+            rewrite(card, context, first);
+        pkcs15_ObjectReferenceFree(first);
+        find(card, context, type);
+    }
+    add_data_object(card, context);
+    choose_algorithm(card, context);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+    fuzz::discard_trace();
+    pkcs15_LogInit(std::fopen("/dev/null", "w"), 6);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const fuzz::TokenCard card({data, size});
+    DIRRecord *record = find_token(card.handle());
+    TokenContext *context = nullptr;
+    uint32_t card_error = 0;
+    if (checked(pkcs15_ScAcquireTokenContext(card.handle(), record, &context, &card_error)) == 0) {
+        use_token(card.handle(), context);
+        pkcs15_ScReleaseTokenContext(context);
+    }
+    asn1_DIRRecord_free(record);
+    return 0;
+}

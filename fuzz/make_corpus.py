@@ -1,0 +1,182 @@
+#!/usr/bin/python3
+"""Splits the test tokens and the golden encodings into seeds: make_corpus.py DIRECTORY makes one folder per target."""
+
+import hashlib
+import json
+import pathlib
+import re
+import sys
+
+HERE = pathlib.Path(__file__).parent
+DATA = HERE.parent / "tests" / "data"
+TRACED = 0x80  # the bit of a seed's first octet that turns the trace on
+
+# The types that fuzz_directory.cpp chooses between, and the row of each directory file's type.
+DIRECTORY_TYPES = ["PrivateKeyType", "PublicKeyType", "SecretKeyType", "CertificateType", "DataType",
+                   "AuthenticationType", "PKCS15Objects", "DIRRecord"]
+ROWS = [0, 1, 1, 2, 3, 3, 3, 4, 5]
+PRIMITIVES = {0x04: 0, 0x0C: 1, 0x13: 2, 0x16: 3, 0x03: 5, 0x02: 6, 0x06: 7, 0x17: 8, 0x18: 9}
+TIMES, ANY, LISTS, TEXTS, IDENTIFIERS = 10, 4, 0xC2, 0xC1, 0xC0
+APPLICATION_FILES = ["2F00", "5032", "5031"] + [f"44{n:02X}" for n in range(9)]
+FILE_KINDS = {"transparent": 1, "linear-variable": 2, "tlv-records": 3}
+
+
+def rows(name):
+    """The types of a table, in its order."""
+    return re.findall(r"^FUZZ_\w+\(.*?(\w+)\)$", (HERE / name).read_text(), re.MULTILINE)
+
+
+def golden():
+    for name in ("golden.txt", "golden-refused.txt"):
+        for block in (DATA / name).read_text().split("\n\n"):
+            fields = dict(line.split(" = ", 1) for line in block.splitlines() if " = " in line and line[0] != "#")
+            if fields:
+                yield fields["Type"], bytes.fromhex(fields["Hex"])
+
+
+def elements(octets):
+    """All elements with definite lengths that stand in some octets, inner ones included."""
+    position = 0
+    while position + 2 <= len(octets):
+        tag, length, header = octets[position], octets[position + 1], 2
+        if length > 0x80:
+            header += length - 0x80
+            length = int.from_bytes(octets[position + 2:position + header], "big")
+        content = octets[position + header:position + header + length]
+        yield tag, octets[position:position + header + length]
+        if tag & 0x20:
+            yield from elements(content)
+        position += header + length
+
+
+def files_of(df):
+    """The elementary files below a DF."""
+    for file in df["files"]:
+        if file["kind"] == "df":
+            yield from files_of(file)
+        else:
+            yield file
+
+
+def contents(file):
+    if file["kind"] == "transparent":
+        return [bytes.fromhex(file["data"])]
+    return [bytes.fromhex(record) for record in file["records"]]
+
+
+def tokens():
+    for path in sorted((DATA / "tokens").glob("*.card")):
+        yield path, json.loads(path.read_text(encoding="utf-8"))
+
+
+def codec_seeds(table):
+    types = rows(table)
+    for name, octets in golden():
+        if name in types:
+            yield bytes([types.index(name)]) + octets
+            yield bytes([types.index(name) | TRACED]) + octets
+
+
+def primitive_seeds():
+    for _, octets in golden():
+        for tag, element in elements(octets):
+            if tag in PRIMITIVES and len(element) < 64:
+                yield bytes([PRIMITIVES[tag]]) + element
+            if tag == 0x18:
+                yield bytes([TIMES]) + element
+            if tag == 0x06:
+                yield bytes([IDENTIFIERS]) + element
+        yield bytes([ANY]) + octets
+        yield bytes([LISTS]) + octets
+    for text in (b"1.2.840.113549", b"0.00.010.", b"20260901120000Z", b"2609011200+0130", b"26090112000Z"):
+        yield bytes([TEXTS]) + text
+    yield bytes([0]) + bytes.fromhex("24800401412480040142040143000004014400000000")
+    yield bytes([5]) + bytes.fromhex("23800302044103030042FF0000")
+    yield bytes([0]) + bytes.fromhex("048041420000")
+
+
+def directory_seeds():
+    for _, token in tokens():
+        for file in files_of(token["root"]):
+            data = contents(file)
+            if file["fid"][:3] == "440":
+                row = ROWS[int(file["fid"], 16) & 0x0F]
+                bodies = data if file["kind"] == "transparent" else [record[2:] for record in data]
+            elif file["fid"] in ("5031", "4F01"):
+                row, bodies = DIRECTORY_TYPES.index("PKCS15Objects"), data
+            elif file["fid"] == "2F00":
+                row, bodies = DIRECTORY_TYPES.index("DIRRecord"), data
+            else:
+                continue
+            yield bytes([row]) + b"".join(bodies)
+
+
+def token_seeds():
+    """The files that an opened token is read from, each as kind, length and content; see fuzz_token.cpp."""
+    for path, token in tokens():
+        files = {file["fid"]: file for file in files_of(token["root"])}
+        for renamed, fid in (("4F01", "5031"), ("4F02", "5032")):
+            files.setdefault(fid, files.get(renamed))
+        seed = bytearray(4)  # no card failure
+        for fid in APPLICATION_FILES:
+            file = files.get(fid)
+            data = contents(file) if file else []
+            if file and file["kind"] != "transparent":
+                data = [bytes([len(record)]) + record for record in data]
+            # The target's only application is 5015, its files stand at 5031 and 5032.
+            body = b"".join(data).replace(b"\xDF\x01", b"\x50\x15")
+            body = body.replace(b"\x4F\x01", b"\x50\x31").replace(b"\x4F\x02", b"\x50\x32")
+            seed += bytes([FILE_KINDS[file["kind"]] if file else 0]) + len(body).to_bytes(2, "big") + body
+        yield bytes(seed)
+        yield bytes([9, 0x6A, 0x82, 0]) + bytes(seed[4:])  # the ninth command is refused
+
+
+def apdu_seeds():
+    select_application = "00A404000CA000000063504B43532D3135"
+    sequences = [
+        [select_application, "00A40204022F0000", "00B0000000"],
+        ["00A40804045015503100", "00B0000000", "00B0010000", "00B0910000", "00D6000003A00000"],
+        ["00A4080404501544001A", "00B2000200", "00B2000200", "00B2030000", "00DC020402FFFF", "00E2000002AB00",
+         "00B2000400"],
+        ["00A408040450154401", "00B2010400", "00DC010403616263", "00B2000300"],
+        [select_application, "00A4020002440200", "00B0000000", "002000810431323334", "00B0000000", "0020008100"],
+        ["00A4000C023F00", "00CA010000", "00CA018100", "0084000008", "00A40000025015", "00A4010C02DF02", "00A4030C"],
+        ["00B191000454020000", "00B19100045402012C00", "00D7910006540200015301AA"],
+        ["00A4080C", "00A40000", "00C0000000", "00", "", "8000000000", "00B00000000000", "00B0000000FFFF"],
+    ]
+    for sequence in sequences:
+        yield b"".join(bytes([len(command) // 2]) + bytes.fromhex(command) for command in sequence)
+
+
+def image_seeds():
+    for path, token in tokens():
+        yield path.read_bytes()
+        for file in files_of(token["root"]):  # a smaller card of the same shape
+            if file["kind"] == "transparent":
+                file["data"] = file["data"][:8]
+                file.pop("size", None)
+            else:
+                file["records"] = [record[:8] for record in file["records"]][:2]
+        yield json.dumps(token).encode()
+
+
+SEEDS = {
+    "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
+    "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
+    "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
+    "fuzz_image": image_seeds(),
+}
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit("usage: make_corpus.py DIRECTORY")
+    for target, seeds in SEEDS.items():
+        folder = pathlib.Path(sys.argv[1]) / target
+        folder.mkdir(parents=True, exist_ok=True)
+        for seed in seeds:
+            (folder / hashlib.sha1(seed).hexdigest()).write_bytes(seed)
+
+
+if __name__ == "__main__":
+    main()
