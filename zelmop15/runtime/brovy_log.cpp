@@ -23,7 +23,7 @@ constexpr size_t line_size = 240;
 constexpr size_t text_bound = 238;
 constexpr int32_t dump_width = 16;
 constexpr char blank[] = "                                                                                ";
-static_assert(sizeof blank - 1 == dump_width * 5, "a byte takes at most five characters");
+static_assert(sizeof blank - 1 == size_t{dump_width} * 5, "a byte takes at most five characters");
 
 /// What the prefix of a line says.
 struct Prefix {

@@ -46,7 +46,7 @@ List *rules_for_auth_id(const Identifier *authId) {
     Owned<AccessControlRule, asn1_AccessControlRule_free> rule(rule_for_auth_id(authId));
     if (rules == nullptr || rule == nullptr || List_append(rules.get(), rule.get(), nullptr) == nullptr)
         return nullptr;
-    rule.release();
+    (void)rule.release();
     return rules.release();
 }
 

@@ -88,7 +88,7 @@ bool append_auth_object(List *list, AuthenticationType *object) {
     info->authObject = owner.release();
     if (List_append(list, info.get(), nullptr) == nullptr)
         return false;
-    info.release();
+    (void)info.release();
     return true;
 }
 
@@ -226,7 +226,7 @@ uint32_t pkcs15_ScAcquireTokenContext(CardHandle card, const DIRRecord *dirRecor
     *tokenContext = context.get();
     if (selection != 0)
         return raise(selection);  // the place has been written, but the context goes
-    context.release();
+    (void)context.release();
     return 0;
 }
 
