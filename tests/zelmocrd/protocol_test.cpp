@@ -1,0 +1,112 @@
+// Cards that correct lengths, announce more data, break off or do not keep to the protocol at all.
+#include <gtest/gtest.h>
+
+#include "scripted_transport.h"
+#include "zelmocrd/apdu.h"
+
+namespace {
+
+struct Protocol {
+    std::string name;
+    Script script;
+    uint32_t result;
+    std::string data;
+};
+
+Script endless(const std::string &answer, size_t times) {
+    Script script = {{"00 CA 00 84 00", "61 01"}};
+    for (size_t i = 0; i < times; i++)
+        script.push_back({"00 C0 00 00 01", answer});
+    return script;
+}
+
+TEST(Protocol, IsFollowedWithinBounds) {
+    const std::string get = "00 CA 00 84 00";
+    const Protocol cases[] = {
+        {"announced data is fetched", {{get, "61 02"}, {"00 C0 00 00 02", "01 02 90 00"}}, 0, "01 02"},
+        {"and joined",
+         {{get, "01 61 02"}, {"00 C0 00 00 02", "02 03 61 00"}, {"00 C0 00 00 00", "04 90 00"}},
+         0,
+         "01 02 03 04"},
+        {"length is corrected", {{get, "6C 01"}, {"00 CA 00 84 01", "01 90 00"}}, 0, "01"},
+        {"length is corrected to 256", {{get, "6C 00"}, {get, "01 90 00"}}, 0, "01"},
+        {"corrected, then announced",
+         {{get, "6C 01"}, {"00 CA 00 84 01", "61 01"}, {"00 C0 00 00 01", "6C 02"}, {"00 C0 00 00 02", "01 02 90 00"}},
+         0,
+         "01 02"},
+        {"corrected without end", {{get, "6C 01"}, {"00 CA 00 84 01", "6C 02"}}, 0xE0116C02, ""},
+        {"fetching fails", {{get, "61 02"}, {"00 C0 00 00 02", "6A 88"}}, 0xE0116A88, ""},
+        {"announced without end, with nothing", {{get, "61 01"}, {"00 C0 00 00 01", "61 01"}}, 0x8010002F, ""},
+        {"announced without end", endless("00 61 01", 301), 0x8010002F, ""},
+        {"no answer", {{get, ""}}, 0x80100069, ""},
+        {"half a status word", {{get, "90"}}, 0x80100069, ""},
+        {"no answer to a fetch", {{get, "61 01"}, {"00 C0 00 00 01", ""}}, 0x80100069, ""},
+        {"more than asked for", {{get, repeated("00", 257) + "90 00"}}, 0x8010002F, ""},
+        {"more than announced", {{get, "61 01"}, {"00 C0 00 00 01", "01 02 90 00"}}, 0x8010002F, ""},
+        {"card gone", {{get, "gone"}}, 0x8010000C, ""},
+    };
+    for (const Protocol &one : cases) {
+        SCOPED_TRACE(one.name);
+        const ScriptedCard card(one.script);
+        std::vector<uint8_t> buffer(1024);
+        auto length = static_cast<uint32_t>(buffer.size());
+        EXPECT_EQ(scardcmd_GetData(card, 0x84, buffer.data(), &length), one.result);
+        buffer.resize(length);
+        EXPECT_EQ(toHex(buffer), toHex(fromHex(one.data)));
+    }
+}
+
+// 300 fetches of 256 octets would be more than a command can answer.
+TEST(Protocol, AnswersEndAt64K) {
+    Script script = {{"00 CA 00 84 00", "61 00"}};
+    for (int i = 0; i < 257; i++)
+        script.push_back({"00 C0 00 00 00", repeated("00", 256) + "61 00"});
+    const ScriptedCard card(script);
+    std::vector<uint8_t> buffer(70000);
+    auto length = static_cast<uint32_t>(buffer.size());
+    EXPECT_EQ(scardcmd_GetData(card, 0x84, buffer.data(), &length), 0x8010002Fu);
+}
+
+TEST(Protocol, UnwantedFileInformationIsLetThrough) {
+    const ScriptedCard card(
+        Script{{"00 A4 00 0C", "6F 02 84 00 90 00"}, {"00 A4 00 0C", repeated("00", 257) + "90 00"}});
+    EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
+    EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0x8010002Fu);
+}
+
+TEST(StatusCode, CoversEveryStatusWord) {
+    for (uint32_t sw = 0; sw <= 0xFFFF; sw++) {
+        uint32_t expected = 0xE0110000 | sw;
+        if (sw == 0x9000)
+            expected = 0;
+        else if (sw >= 0x63C0 && sw <= 0x63CF)
+            expected = 0xA0116300;
+        else if (sw >= 0x6200 && sw <= 0x63FF)
+            expected = 0xA0110000 | sw;
+        ASSERT_EQ(zelmocrd::statusCode(static_cast<uint16_t>(sw)), expected) << std::hex << sw;
+    }
+}
+
+TEST(StatusText, NamesCodes) {
+    struct {
+        uint32_t code;
+        const char *text;
+    } const cases[] = {
+        {0, "success"},
+        {0xE0116982, "security status not satisfied"},
+        {0xE0116A82, "file not found"},
+        {0xE0116C12, "wrong expected length"},
+        {0xE0116F00, "unspecific card error"},
+        {0xA0116300, "verification failed"},
+        {0x80100069, "card removed"},
+        {0x80100001, "internal error of the PC/SC service"},
+        {0x801000FF, "unknown PC/SC code"},
+        {0xE011FFFF, "unknown card error"},
+        {0xA0116299, "unknown card warning"},
+        {0xE0200001, "unknown code"},
+    };
+    for (const auto &one : cases)
+        EXPECT_STREQ(zelmocrd_StatusText(one.code), one.text);
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+// A card that answers from a script and insists on the exact commands, in order.
+#ifndef TESTS_ZELMOCRD_SCRIPTED_TRANSPORT_H
+#define TESTS_ZELMOCRD_SCRIPTED_TRANSPORT_H
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "virtualcard/hex.h"
+#include "zelmocrd/error.h"
+#include "zelmocrd/handles.h"
+
+struct Exchange {
+    std::string command;
+    std::string answer;
+};
+
+using Script = std::vector<Exchange>;
+
+class ScriptedTransport : public zelmocrd::Transport {
+  public:
+    ScriptedTransport(Script script, std::string atr) : script_(std::move(script)), atr_(std::move(atr)) {}
+    ~ScriptedTransport() override {
+        EXPECT_EQ(next_, script_.size()) << "commands were expected that did not come";
+    }
+    zelmocrd::Bytes transmit(std::span<const uint8_t> command) override {
+        const std::string sent = toHex({command.begin(), command.end()});
+        if (next_ == script_.size()) {
+            ADD_FAILURE() << "unexpected command " << sent;
+            throw zelmocrd::ServiceError(zelmocrd::code::communication);
+        }
+        const Exchange &exchange = script_[next_++];
+        EXPECT_EQ(sent, toHex(fromHex(exchange.command))) << "command " << next_;
+        if (exchange.answer == "gone")
+            throw zelmocrd::ServiceError(0x8010000C);
+        return fromHex(exchange.answer);
+    }
+    zelmocrd::Bytes atr() const override {
+        return fromHex(atr_);
+    }
+    void reset() override {}
+    void beginTransaction() override {}
+    void endTransaction() override {}
+
+  private:
+    Script script_;
+    std::string atr_;
+    size_t next_ = 0;
+};
+
+inline const std::string shortAtr = "3B 80 80 01 01";
+inline const std::string extendedAtr = "3B 85 80 01 80 73 F7 21 40 61";
+
+/// An open scripted card, closed at the end of its life; everything in its script must have been sent by then.
+class ScriptedCard {
+  public:
+    explicit ScriptedCard(Script script, const std::string &atr = shortAtr)
+        : handle_(zelmocrd::addCard(
+              std::make_shared<zelmocrd::Card>(std::make_unique<ScriptedTransport>(std::move(script), atr)))) {}
+    ScriptedCard(const ScriptedCard &) = delete;
+    ScriptedCard &operator=(const ScriptedCard &) = delete;
+    ~ScriptedCard() {
+        zelmocrd_CloseCard(handle_);
+    }
+    operator CardHandle() const {
+        return handle_;
+    }
+
+  private:
+    CardHandle handle_;
+};
+
+/// `count` octets `octet` as hexadecimal text.
+inline std::string repeated(const std::string &octet, size_t count) {
+    std::string text;
+    for (size_t i = 0; i < count; i++)
+        text += octet;
+    return text;
+}
+
+#endif

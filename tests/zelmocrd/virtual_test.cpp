@@ -1,0 +1,238 @@
+// The card service with the virtual card behind it.
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <numeric>
+
+#include "virtualcard/hex.h"
+#include "virtualcard/image.h"
+#include "zelmocrd/zelmocrd.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<uint8_t>;
+using virtualcard::File;
+using virtualcard::FileKind;
+
+const uint8_t aid[] = {0xA0, 0x00, 0x00, 0x00, 0x63};
+
+// Content in which no two pieces of equal length are alike.
+Bytes pattern(size_t size) {
+    Bytes data(size);
+    for (size_t i = 0; i < size; i++)
+        data[i] = static_cast<uint8_t>(i * 7 + i / 251);
+    return data;
+}
+
+File transparent(uint16_t fid, size_t size) {
+    File file;
+    file.fid = fid;
+    file.kind = FileKind::transparent;
+    file.data = pattern(size);
+    return file;
+}
+
+virtualcard::CardImage testImage(bool extendedLength) {
+    virtualcard::CardImage image;
+    image.extendedLength = extendedLength;
+    image.root.files.push_back(transparent(0x0100, 256));
+    image.root.files.push_back(transparent(0x0101, 257));
+    image.root.files.push_back(transparent(0x0102, 65535));
+    image.root.files.push_back(transparent(0x0103, 0));
+    image.root.files.push_back(transparent(0x0104, 10));
+    File df;
+    df.fid = 0x5015;
+    df.name.assign(std::begin(aid), std::end(aid));
+    df.files.push_back(transparent(0x5031, 4));
+    df.files.back().sfi = 17;
+    File records;
+    records.fid = 0x4401;
+    records.kind = FileKind::tlvRecords;
+    records.records = {fromHex("05 03 AA BB CC"), fromHex("00 00"), fromHex("07 01 DD")};
+    df.files.push_back(records);
+    image.root.files.push_back(df);
+    virtualcard::Secret pin;
+    pin.reference = 1;
+    pin.value = fromHex("31 32 33 34");
+    image.pins.push_back(pin);
+    return image;
+}
+
+class VirtualReader : public testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override {
+        std::string name = (fs::temp_directory_path() / "zelmo-virtual-XXXXXX").string();
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        directory = name;
+        file = (directory / "a.card").string();
+        virtualcard::writeImage(file, testImage(GetParam()));
+        ASSERT_EQ(zelmocrd_OpenCard(("virtual:" + file).c_str(), 0, &card), 0u);
+    }
+    void TearDown() override {
+        EXPECT_EQ(zelmocrd_CloseCard(card), 0u);
+        fs::remove_all(directory);
+    }
+    uint32_t select(uint16_t fid, FileInfo *info = nullptr) const {
+        const uint8_t path[] = {0x3F, 0x00, static_cast<uint8_t>(fid >> 8), static_cast<uint8_t>(fid)};
+        return scard_SelectFile(card, nullptr, 0, path, sizeof path, info);
+    }
+    Bytes read(uint32_t capacity, uint32_t offset = 0, uint32_t expected = 0) const {
+        Bytes buffer(capacity);
+        uint32_t length = capacity;
+        EXPECT_EQ(scard_ReadEFBinary(card, nullptr, offset, buffer.data(), &length, 0), expected);
+        buffer.resize(length);
+        return buffer;
+    }
+    uint64_t commands() const {
+        zelmocrd_Counters counters = {};
+        EXPECT_EQ(zelmocrd_GetCounters(card, &counters, 1), 0u);
+        return counters.commands;
+    }
+
+    fs::path directory;
+    std::string file;
+    CardHandle card = 0;
+};
+
+TEST_P(VirtualReader, ReadsFilesOfAnySize) {
+    const bool extended = GetParam();
+    struct {
+        uint16_t fid;
+        size_t size;
+        uint64_t shortReads;
+        uint64_t longReads;
+    } const cases[] = {
+        // A file that fills its last piece takes one more command to see its end, but for the greatest piece.
+        {0x0100, 256, 2, 1}, {0x0101, 257, 2, 1}, {0x0102, 65535, 258, 1}, {0x0103, 0, 1, 1}, {0x0104, 10, 1, 1},
+    };
+    for (const auto &one : cases) {
+        SCOPED_TRACE(one.size);
+        ASSERT_EQ(select(one.fid), 0u);
+        commands();
+        EXPECT_EQ(read(66000), pattern(one.size));
+        EXPECT_EQ(commands(), extended ? one.longReads : one.shortReads);
+        EXPECT_EQ(read(static_cast<uint32_t>(one.size)), pattern(one.size)) << "capacity just enough";
+    }
+}
+
+TEST_P(VirtualReader, ReadsFromAnOffset) {
+    const Bytes all = pattern(65535);
+    ASSERT_EQ(select(0x0102), 0u);
+    for (const uint32_t offset : {1u, 255u, 256u, 32766u, 32767u, 32768u, 40000u, 65534u})
+        EXPECT_EQ(read(66000, offset), Bytes(all.begin() + offset, all.end())) << offset;
+    EXPECT_TRUE(read(10, 65535, 0xE0116B00).empty());
+}
+
+TEST_P(VirtualReader, WritesAndKeeps) {
+    const uint8_t fileId[] = {0x01, 0x02};
+    Bytes data(33000);
+    std::iota(data.begin(), data.end(), uint8_t{3});
+    ASSERT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
+    ASSERT_EQ(scard_UpdateEF(card, fileId, 32000, data.data(), 1000), 0u);
+    Bytes expected = pattern(65535);
+    std::copy_n(data.begin(), 1000, expected.begin() + 32000);
+    EXPECT_EQ(read(66000), expected);
+    const virtualcard::CardImage kept = virtualcard::readImage(file);
+    EXPECT_EQ(std::next(kept.root.files.begin(), 2)->data, expected);
+    EXPECT_EQ(scard_UpdateEF(card, fileId, 65530, data.data(), 6), 0xE0116A84u);
+    EXPECT_EQ(scard_UpdateEF(card, fileId, 65536, data.data(), 1), 0xE0116B00u);
+}
+
+TEST_P(VirtualReader, SelectsByEveryRoute) {
+    FileInfo info = {};
+    const uint8_t odf[] = {0x50, 0x31};
+    const uint8_t records[] = {0x44, 0x01};
+    EXPECT_EQ(scard_SelectFile(card, aid, sizeof aid, odf, 2, &info), 0u);
+    EXPECT_EQ(info.fileType, 1u);
+    EXPECT_EQ(info.fileSize, 4u);
+    EXPECT_EQ(info.fileId, 0x5031u);
+    EXPECT_EQ(scard_SelectFile(card, aid, sizeof aid, records, 2, &info), 0u);
+    EXPECT_EQ(info.fileType, 5u);
+    EXPECT_EQ(info.recordSize, 234u);
+    EXPECT_EQ(info.records, 3u);
+    EXPECT_EQ(scard_SelectFile(card, aid, sizeof aid, nullptr, 0, &info), 0u);
+    EXPECT_EQ(info.fileType, 0u);
+    EXPECT_EQ(info.fileId, 0x5015u);
+    EXPECT_EQ(scard_SelectFile(card, nullptr, 0, nullptr, 0, &info), 0u);
+    EXPECT_EQ(info.fileId, 0x3F00u);
+    EXPECT_EQ(scard_SelectFile(card, nullptr, 0, odf, 2, &info), 0xE0116A82u);
+}
+
+TEST_P(VirtualReader, ReadsByShortIdentifierAndGoesOn) {
+    ASSERT_EQ(scard_SelectFile(card, aid, sizeof aid, nullptr, 0, nullptr), 0u);
+    const uint8_t sfi = 17;
+    uint8_t buffer[8];
+    uint32_t length = sizeof buffer;
+    EXPECT_EQ(scard_ReadEFBinary(card, &sfi, 1, buffer, &length, 0), 0u);
+    EXPECT_EQ(toHex({buffer, buffer + length}), "07 0E 15");
+    EXPECT_EQ(read(8), pattern(4));
+}
+
+TEST_P(VirtualReader, ScanOfRecordHeadersMovesOn) {
+    const uint8_t path[] = {0x3F, 0x00, 0x50, 0x15, 0x44, 0x01};
+    ASSERT_EQ(scard_SelectFile(card, nullptr, 0, path, sizeof path, nullptr), 0u);
+    std::string seen;
+    uint8_t header[2];
+    for (;;) {
+        uint32_t length = sizeof header;
+        const uint32_t result = scardcmd_ReadRecord(card, 0, 0, 2, 0, header, &length);
+        if (result != 0) {
+            EXPECT_EQ(result, 0xE0116A83u);
+            break;
+        }
+        ASSERT_EQ(length, 2u);
+        seen += toHex({header, header + 2}) + "; ";
+    }
+    EXPECT_EQ(seen, "05 03; 00 00; 07 01; ");
+    EXPECT_EQ(scardcmd_UpdateRecord(card, 2, 0, 4, fromHex("02 02 11 22").data(), 4, 0), 0u);
+    EXPECT_EQ(scardcmd_UpdateRecord(card, 7, 0, 0, fromHex("00 00").data(), 2, 0), 0u);
+    EXPECT_EQ(scardcmd_AppendRecord(card, 0, fromHex("04 00").data(), 2, 0), 0u);
+    const virtualcard::CardImage kept = virtualcard::readImage(file);
+    std::string records;
+    for (const Bytes &record : kept.root.files.back().files.back().records)
+        records += toHex(record) + "; ";
+    EXPECT_EQ(records, "05 03 AA BB CC; 02 02 11 22; 00 00; 04 00; ");
+}
+
+TEST_P(VirtualReader, PinAndReset) {
+    const Bytes right = fromHex("31 32 33 34");
+    const Bytes wrong = fromHex("31 32 33 35");
+    uint8_t retries = 77;
+    EXPECT_EQ(scardcmd_QueryRetryCounter(card, 1, &retries, 0), 0u);
+    EXPECT_EQ(retries, 3);
+    EXPECT_EQ(scardcmd_VerifyPIN(card, 1, wrong.data(), 4, &retries, 0), 0xA0116300u);
+    EXPECT_EQ(retries, 2);
+    EXPECT_EQ(virtualcard::readImage(file).pins[0].triesLeft, 2);
+    EXPECT_EQ(scardcmd_VerifyPIN(card, 1, right.data(), 4, &retries, 0), 0u);
+    EXPECT_EQ(scardcmd_QueryRetryCounter(card, 1, &retries, 0), 0u);
+    EXPECT_EQ(retries, 255);
+    EXPECT_EQ(scard_ResetCard(card), 0u);
+    EXPECT_EQ(scardcmd_QueryRetryCounter(card, 1, &retries, 0), 0u);
+    EXPECT_EQ(retries, 3);
+}
+
+TEST_P(VirtualReader, TellsOfItself) {
+    CardInfo info = {};
+    EXPECT_EQ(scard_GetCardInfo(card, &info), 0u);
+    EXPECT_EQ(info.model, 0x1501u);
+    EXPECT_EQ(info.lifeCycle, 52u);
+    EXPECT_EQ(info.serialLength, 8u);
+    EXPECT_EQ(info.extendedLength, GetParam() ? 1u : 0u);
+    EXPECT_EQ(scard_GetCardModel(card), 0x1501u);
+    uint8_t keys[256];
+    uint32_t length = sizeof keys;
+    EXPECT_EQ(scardcmd_GetData(card, 0x84, keys, &length), 0u);
+    EXPECT_EQ(length, 0u);
+    Bytes random(16);
+    EXPECT_EQ(scard_GetRandom(card, random.data(), 16), 0u);
+    EXPECT_NE(random, Bytes(16));
+    EXPECT_EQ(scard_EndTransaction(card, 0), 0x80100016u);
+    EXPECT_EQ(scard_BeginTransaction(card), 0u);
+    EXPECT_EQ(scard_EndTransaction(card, 0), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, VirtualReader, testing::Bool(),
+                         [](const auto &test) { return test.param ? "Extended" : "Short"; });
+
+}  // namespace
