@@ -105,7 +105,7 @@ std::vector<File *> VirtualCard::locateByIdentifier(uint16_t fid) {
         return dfs_;
     if (dfs_.size() < 2)
         return {};
-    const Chain parent(dfs_.begin(), dfs_.end() - 1);
+    Chain parent(dfs_.begin(), dfs_.end() - 1);
     if (parent.back()->fid == fid)
         return parent;
     return extended(parent, childOf(*parent.back(), [fid](const File &file) { return isDf(file) && file.fid == fid; }));

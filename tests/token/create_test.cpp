@@ -74,15 +74,6 @@ TEST(Create, ObjectValuesWithAndWithoutARange) {
     EXPECT_EQ(pkcs15_CreateObjectValue(nullptr, 0, 0), nullptr);
 }
 
-TEST(TypesFunctions, NamesByObjectType) {
-    const char *names[] = {"PrivateKeyType",  "PublicKeyType",   "PublicKeyType",
-                           "SecretKeyType",   "CertificateType", "CertificateType",
-                           "CertificateType", "DataType",        "AuthenticationType"};
-    ASSERT_EQ(token::object_types, std::size(names));
-    for (size_t type = 0; type < std::size(names); ++type)
-        EXPECT_STREQ(token::P15TypesFunctions[type].name, names[type]);
-}
-
 TEST(Credentials, EntriesAreReleasedWhole) {
     auto *entry = allocate<CredentialCacheEntry>();
     entry->credentialId = asn1_Identifier_set(1);

@@ -218,7 +218,7 @@ TEST_F(TlvEntryTest, AFailedReleaseClosesQuietlyAndKeepsTheCacheAsIntended) {
         EXPECT_EQ(log.take().size(), c.lines);
         EXPECT_EQ(ref->cacheSlot != nullptr, c.call == 2);
     }
-    context->odfEntries->count = 0;  // no path any more
+    List_empty(context->odfEntries, [](void *entry) { asn1_PKCS15Objects_free(static_cast<PKCS15Objects *>(entry)); });
     const Ref ref = reference(5, ENTRY_READ);
     object = nullptr;
     EXPECT_EQ(release(ref, RELEASE_ERASE), PKCS15_E_FAILED);

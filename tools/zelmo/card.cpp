@@ -1,0 +1,67 @@
+#include "card.h"
+
+#include <cstdio>
+#include <fmt/format.h>
+
+#include "failure.h"
+#include "text.h"
+
+namespace zelmo {
+
+namespace {
+
+constexpr uint32_t unknown_card = 0x8010000D;
+
+void addName(const char *name, void *names) {
+    static_cast<std::vector<std::string> *>(names)->emplace_back(name);
+}
+
+void writeTrace(const uint8_t *command, uint32_t commandLength, const uint8_t *answer, uint32_t answerLength,
+                double milliseconds, void *trace) {
+    const std::string text =
+        static_cast<CommandTrace *>(trace)->format({command, commandLength}, {answer, answerLength}, milliseconds);
+    std::fputs(text.c_str(), stderr);
+}
+
+std::string onlyReader() {
+    const std::vector<std::string> names = readerNames();
+    if (names.empty())
+        throw Failure(Exit::noCard, "no reader found; connect one, or use a virtual card: --reader virtual:FILE");
+    if (names.size() > 1)
+        throw Failure(Exit::usage, fmt::format("there are {} readers; choose one of 'zelmo readers' with --reader NAME",
+                                               names.size()));
+    return names.front();
+}
+
+Failure openFailure(const std::string &reader, uint32_t raw) {
+    const std::string more = printable(zelmocrd_OpenErrorText());
+    const std::string what = fmt::format("cannot open {}{}{}", printable(reader), more.empty() ? "" : ": ", more);
+    if (raw == unknown_card)
+        return {Exit::malformed,
+                fmt::format("{}: {}; see docs/image-format.md for the form of images, or make one with "
+                            "'zelmo card new'",
+                            what, rawText(raw))};
+    return cardFailure(what, raw);
+}
+
+}  // namespace
+
+std::vector<std::string> readerNames() {
+    std::vector<std::string> names;
+    if (const uint32_t raw = zelmocrd_ListReaders(addName, &names); raw != 0)
+        throw cardFailure("cannot list the readers", raw);
+    return names;
+}
+
+Card::Card(const std::string &reader, bool trace) : reader_(reader.empty() ? onlyReader() : reader) {
+    if (const uint32_t raw = zelmocrd_OpenCard(reader_.c_str(), 0, &handle_); raw != 0)
+        throw openFailure(reader_, raw);
+    if (trace)
+        zelmocrd_SetTrace(handle_, writeTrace, &trace_);
+}
+
+Card::~Card() {
+    zelmocrd_CloseCard(handle_);
+}
+
+}  // namespace zelmo

@@ -1,0 +1,131 @@
+#include "image_text.h"
+
+#include <numeric>
+
+#include "text.h"
+
+namespace zelmo {
+
+namespace {
+
+using virtualcard::AccessCondition;
+using virtualcard::File;
+using virtualcard::FileKind;
+using virtualcard::FileState;
+using virtualcard::Operation;
+using virtualcard::Secret;
+
+std::string conditionText(const AccessCondition &condition, bool inner) {
+    std::vector<std::string> parts;
+    for (const AccessCondition &operand : condition.operands)
+        parts.push_back(conditionText(operand, true));
+    const bool all = condition.kind == AccessCondition::Kind::all;
+    switch (condition.kind) {
+        case AccessCondition::Kind::always:
+            return "always";
+        case AccessCondition::Kind::never:
+            return "never";
+        case AccessCondition::Kind::pin:
+            return fmt::format("PIN 0x{:02X}", condition.reference);
+        case AccessCondition::Kind::key:
+            return fmt::format("key 0x{:02X}", condition.reference);
+        case AccessCondition::Kind::all:
+        case AccessCondition::Kind::any:
+            break;
+    }
+    if (parts.empty())
+        return all ? "always" : "never";
+    const std::string text = fmt::format("{}", fmt::join(parts, all ? " and " : " or "));
+    return inner && parts.size() > 1 ? "(" + text + ")" : text;
+}
+
+std::string_view operationName(Operation operation) {
+    switch (operation) {
+        case Operation::read:
+            return "read";
+        case Operation::update:
+            return "update";
+        case Operation::append:
+            return "append";
+        case Operation::create:
+            return "create";
+        case Operation::remove:
+            return "delete";
+    }
+    return "";
+}
+
+std::string accessText(const File &file) {
+    std::vector<std::string> parts;
+    for (const auto &[operation, condition] : file.access)
+        parts.push_back(fmt::format("{}: {}", operationName(operation), conditionText(condition, false)));
+    return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+std::string kindText(const File &file) {
+    const size_t octets = std::accumulate(file.records.begin(), file.records.end(), size_t{0},
+                                          [](size_t sum, const virtualcard::Bytes &r) { return sum + r.size(); });
+    switch (file.kind) {
+        case FileKind::df:
+            return file.name.empty() ? "directory" : "directory " + hex(file.name);
+        case FileKind::transparent:
+            return fmt::format("{} octets", file.data.size());
+        case FileKind::linearVariable:
+            return fmt::format("{} records, {} octets", file.records.size(), octets);
+        case FileKind::tlvRecords:
+            return fmt::format("{} TLV records, {} octets", file.records.size(), octets);
+    }
+    return "";
+}
+
+std::string stateText(const File &file) {
+    std::string text;
+    if (file.sfi)
+        text += fmt::format(", short id {}", *file.sfi);
+    if (file.state == FileState::deactivated)
+        text += ", deactivated";
+    if (file.state == FileState::terminated)
+        text += ", terminated";
+    return text;
+}
+
+void printFile(Output &output, const File &file, size_t depth) {
+    const std::string indent(2 + 2 * depth, ' ');
+    const std::string access = accessText(file);
+    const std::string what = kindText(file) + stateText(file);
+    output.print("{}{}  {}{}\n", indent, output.styled(Style::name, fmt::format("{:04X}", file.fid)),
+                 access.empty() ? what : fmt::format("{:<{}}", what, 48 - 2 * depth),
+                 access.empty() ? "" : output.styled(Style::faint, "  " + access));
+    for (const File &child : file.files)
+        printFile(output, child, depth + 1);
+}
+
+void printSecrets(Output &output, const char *title, const std::vector<Secret> &secrets) {
+    if (secrets.empty())
+        return;
+    output.print("\n{}\n", output.styled(Style::heading, title));
+    for (const Secret &secret : secrets) {
+        const std::string tries = secret.maxTries == 0
+                                      ? std::string("no retry counter")
+                                      : fmt::format("{} of {} tries left", secret.triesLeft, secret.maxTries);
+        output.print("  0x{:02X}  {} octets, {}\n", secret.reference, secret.value.size(), tries);
+    }
+}
+
+}  // namespace
+
+void printImage(Output &output, const virtualcard::CardImage &image) {
+    output.print("{}\n", output.styled(Style::heading, "Card"));
+    const virtualcard::Bytes atr = image.atr.empty() ? virtualcard::defaultAtr(image.extendedLength) : image.atr;
+    output.print("  ATR              {}\n", hex(atr, " "));
+    output.print("  Serial number    {}\n", hex(image.serial));
+    output.print("  Model            {:04X}\n", image.model);
+    output.print("  Life cycle       {}\n", image.lifeCycle);
+    output.print("  Extended length  {}\n", image.extendedLength ? "yes" : "no");
+    output.print("\n{}\n", output.styled(Style::heading, "Files"));
+    printFile(output, image.root, 0);
+    printSecrets(output, "PINs", image.pins);
+    printSecrets(output, "Keys", image.keys);
+}
+
+}  // namespace zelmo

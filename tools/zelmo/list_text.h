@@ -1,0 +1,18 @@
+// The listing of a token as a person wants to read it, made from its JSON form.
+#ifndef ZELMO_LIST_TEXT_H
+#define ZELMO_LIST_TEXT_H
+
+#include "output.h"
+#include "view.h"
+
+namespace zelmo {
+
+/// Prints a whole listing: application, tokenInfo, objects, unreadable.
+void printListing(Output &output, const Json &listing);
+
+/// Prints one application of EF.DIR under its number.
+void printApplication(Output &output, size_t number, const Json &application);
+
+}  // namespace zelmo
+
+#endif
