@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "zelmocrd/error.h"
+#include "zelmocrd/wiped.h"
 
 namespace zelmocrd {
 
@@ -13,23 +14,6 @@ namespace {
 constexpr uint8_t moreData = 0x61;
 constexpr uint8_t exactLength = 0x6C;
 constexpr uint8_t insGetResponse = 0xC0;
-
-// Overwrites a command when it has been sent: it may hold a PIN.
-class Wiped {
-  public:
-    explicit Wiped(Bytes octets) : octets_(std::move(octets)) {}
-    Wiped(const Wiped &) = delete;
-    Wiped &operator=(const Wiped &) = delete;
-    ~Wiped() {
-        explicit_bzero(octets_.data(), octets_.size());
-    }
-    std::span<const uint8_t> span() const {
-        return octets_;
-    }
-
-  private:
-    Bytes octets_;
-};
 
 // The length in the second status octet, where 0 stands for 256.
 uint32_t announcedLength(const Answer &answer) {

@@ -1,8 +1,9 @@
 // PINs, keys and what has been proven to the card.
 #include <optional>
-#include <string.h>
+#include <utility>
 
 #include "zelmocrd/boundary.h"
+#include "zelmocrd/wiped.h"
 
 namespace zelmocrd {
 
@@ -49,13 +50,8 @@ uint32_t sendPair(Card &card, uint8_t ins, uint8_t p1, uint8_t reference, Octets
     data.reserve(first.size() + second.size());
     data.insert(data.end(), first.begin(), first.end());
     data.insert(data.end(), second.begin(), second.end());
-    const struct Wipe {
-        Bytes &octets;
-        ~Wipe() {
-            explicit_bzero(octets.data(), octets.size());
-        }
-    } wipe{data};
-    return statusCode(card.run({.ins = ins, .p1 = p1, .p2 = reference, .data = data}).sw);
+    const Wiped pair(std::move(data));
+    return statusCode(card.run({.ins = ins, .p1 = p1, .p2 = reference, .data = pair.span()}).sw);
 }
 
 uint32_t changeReferenceData(Card &card, uint32_t mode, uint8_t reference, Octets oldData, Octets newData) {
