@@ -62,6 +62,10 @@ std::string accessText(const File &file) {
     return fmt::format("{}", fmt::join(parts, ", "));
 }
 
+std::string counted(size_t count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
 std::string kindText(const File &file) {
     const size_t octets = std::accumulate(file.records.begin(), file.records.end(), size_t{0},
                                           [](size_t sum, const virtualcard::Bytes &r) { return sum + r.size(); });
@@ -71,9 +75,9 @@ std::string kindText(const File &file) {
         case FileKind::transparent:
             return fmt::format("{} octets", file.data.size());
         case FileKind::linearVariable:
-            return fmt::format("{} records, {} octets", file.records.size(), octets);
+            return fmt::format("{}, {} octets", counted(file.records.size(), "record"), octets);
         case FileKind::tlvRecords:
-            return fmt::format("{} TLV records, {} octets", file.records.size(), octets);
+            return fmt::format("{}, {} octets", counted(file.records.size(), "TLV record"), octets);
     }
     return "";
 }

@@ -35,6 +35,11 @@ std::string plain(const Json &value, const Context &) {
     return printable(value.is_string() ? value.get<std::string>() : value.dump());
 }
 
+/// For what is only worth a line when it is so.
+std::string onlyYes(const Json &value, const Context &) {
+    return value.get<bool>() ? "yes" : "";
+}
+
 std::string yesNo(const Json &value, const Context &) {
     return value.get<bool>() ? "yes" : "no";
 }
@@ -85,6 +90,10 @@ std::string pathText(const Json &value, const Context &) {
     if (value.contains("length"))
         text += fmt::format(", {} octets", value["length"].dump());
     return text;
+}
+
+std::string lastUpdateText(const Json &value, const Context &context) {
+    return value.is_object() ? "in file " + pathText(value, context) : timeText(value, context);
 }
 
 std::string filePath(const Json &value, const Context &) {
@@ -171,15 +180,15 @@ constexpr std::array<Row, 38> object_rows = {{
     {"subject", "Subject", nameOrHex},
     {"issuer", "Issuer", nameOrHex},
     {"serialNumber", "Serial number", plain},
-    {"authority", "CA", yesNo},
-    {"implicitTrust", "Trusted", yesNo},
+    {"authority", "CA", onlyYes},
+    {"implicitTrust", "Trusted", onlyYes},
     {"applicationName", "Application", plain},
     {"applicationOID", "Application id", plain},
     {"pinFlags", "PIN flags", list},
     {"bioFlags", "Flags of use", list},
     {"pinType", "PIN type", spelled},
-    {"minLength", "Least length", plain},
-    {"maxLength", "Most length", plain},
+    {"minLength", "Minimum length", plain},
+    {"maxLength", "Maximum length", plain},
     {"storedLength", "Stored length", plain},
     {"pinReference", "PIN reference", hexNumber},
     {"padChar", "Padding", plain},
@@ -201,7 +210,7 @@ constexpr std::array<Row, 9> token_rows = {{
     {"tokenflags", "Flags", list},
     {"issuerId", "Issuer", plain},
     {"holderId", "Holder", plain},
-    {"lastUpdate", "Last update", timeText},
+    {"lastUpdate", "Last update", lastUpdateText},
     {"preferredLanguage", "Language", plain},
 }};
 
@@ -238,8 +247,9 @@ template <size_t N>
 void printRows(Output &output, const std::array<Row, N> &rows, const Json &block, const Context &context) {
     for (const Row &row : rows) {
         const auto value = block.find(row.member);
-        if (value != block.end())
-            printRow(output, row.title, row.format(*value, context));
+        const std::string text = value != block.end() ? row.format(*value, context) : std::string();
+        if (!text.empty())
+            printRow(output, row.title, text);
     }
 }
 

@@ -59,15 +59,24 @@ bool isUpper(char c) {
     return std::isupper(static_cast<unsigned char>(c)) != 0;
 }
 
-/// Words that are written in capitals.
-constexpr std::array<std::string_view, 20> capitals = {"pin", "so",   "prn",   "eid", "rsa",  "ec",  "dh",
-                                                       "dsa", "kea",  "ascii", "bcd", "utf8", "iso", "do",
-                                                       "des", "des2", "des3",  "rc2", "id",   "x509"};
+/// Words that people write in their own way.
+struct Spelling {
+    std::string_view word, spelled;
+};
 
-std::string finish(std::string word) {
-    if (std::find(capitals.begin(), capitals.end(), word) != capitals.end())
-        std::transform(word.begin(), word.end(), word.begin(), [](unsigned char c) { return std::toupper(c); });
-    return word;
+constexpr std::array<Spelling, 24> spellings = {{
+    {"ascii", "ASCII"},    {"pin", "PIN"},         {"so", "SO"},      {"prn", "PRN"},
+    {"eid", "EID"},        {"rsa", "RSA"},         {"ec", "EC"},      {"dh", "DH"},
+    {"dsa", "DSA"},        {"kea", "KEA"},         {"bcd", "BCD"},    {"iso", "ISO"},
+    {"des", "DES"},        {"des2", "2DES"},       {"des3", "3DES"},  {"rc2", "RC2"},
+    {"rc4", "RC4"},        {"rc5", "RC5"},         {"rc6", "RC6"},    {"utf8", "UTF-8"},
+    {"do", "data object"}, {"ido", "data object"}, {"x509", "X.509"}, {"auth", "authentication"},
+}};
+
+std::string finish(const std::string &word) {
+    const auto special = std::find_if(spellings.begin(), spellings.end(),
+                                      [&](const Spelling &spelling) { return spelling.word == word; });
+    return special != spellings.end() ? std::string(special->spelled) : word;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "view.h"
 
 #include <fmt/format.h>
+#include <vector>
 
 #include "text.h"
 
@@ -34,7 +35,13 @@ Json integer(const asn1_Integer &value) {
 }
 
 Json objectId(const asn1_ObjId &value) {
-    return fmt::format("{}", fmt::join(value.arcs, value.arcs + value.count, "."));
+    std::vector<uint64_t> arcs(value.arcs, value.arcs + value.count);
+    // The library splits the first number by 40, whatever it is; below arc 2 there is room for greater ones.
+    if (arcs.size() >= 2 && arcs[0] > 2) {
+        arcs[1] += 40 * (arcs[0] - 2);
+        arcs[0] = 2;
+    }
+    return fmt::format("{}", fmt::join(arcs, "."));
 }
 
 Json path(const Path &value) {
