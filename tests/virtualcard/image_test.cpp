@@ -5,8 +5,10 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sstream>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "hex.h"
@@ -236,6 +238,25 @@ TEST_F(ImageFile, FailedWriteLeavesTheOldImage) {
     EXPECT_EQ(toHex(card->transmit(update)), "65 81");
     fs::rename(moved, directory);
     EXPECT_EQ(toHex(virtualcard::readImage(file).root.files.front().data), "00 00 00 00");
+}
+
+// Killed at any moment, a writer leaves one of the two images that it writes in turn, whole.
+TEST_F(ImageFile, KilledWriterLeavesAWholeImage) {
+    CardImage images[2];
+    images[0].serial = fromHex("AA");
+    images[1].serial.assign(32, 0xBB);
+    virtualcard::writeImage(file, images[0]);
+    for (int round = 0; round < 20; round++) {
+        const pid_t writer = fork();
+        ASSERT_GE(writer, 0);
+        for (size_t i = 0; writer == 0; i++)
+            virtualcard::writeImage(file, images[i % 2]);
+        usleep(static_cast<useconds_t>(500 + 137 * round));
+        ASSERT_EQ(kill(writer, SIGKILL), 0);
+        ASSERT_EQ(waitpid(writer, nullptr, 0), writer);
+        const std::string serial = toHex(virtualcard::readImage(file).serial);
+        EXPECT_TRUE(serial == toHex(images[0].serial) || serial == toHex(images[1].serial)) << serial;
+    }
 }
 
 TEST_F(ImageFile, LinkStaysALinkAndModeIsKept) {
