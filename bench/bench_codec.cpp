@@ -51,12 +51,21 @@ bool decodes_to(const Subject &subject, const bench::Octets &octets, int32_t cou
     return same;
 }
 
+void report_allocations(benchmark::State &state) {
+    state.counters["allocations"] =
+        static_cast<double>(bench::allocations().count) / static_cast<double>(state.iterations());
+}
+
+void report_throughput(benchmark::State &state, const Subject &subject) {
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(subject.data.octets.size()));
+}
+
 void decode_here(benchmark::State &state, const Subject &subject) {
     bench::reset_allocations();
     for (auto _ : state)
         List_free(decode(subject), subject.functions.free);
-    state.counters["allocations"] = static_cast<double>(bench::allocations().count / state.iterations());
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * subject.data.octets.size()));
+    report_allocations(state);
+    report_throughput(state, subject);
 }
 
 void encode_here(benchmark::State &state, const Subject &subject) {
@@ -67,10 +76,10 @@ void encode_here(benchmark::State &state, const Subject &subject) {
         const uint32_t length = pkcs15_DirectoryFile_e(buffer.data(), list, subject.functions.encoder);
         benchmark::DoNotOptimize(length);
     }
-    state.counters["allocations"] = static_cast<double>(bench::allocations().count / state.iterations());
+    report_allocations(state);
     expect(decodes_to(subject, buffer, List_len(list)), "what the library encodes does not decode");
     List_free(list, subject.functions.free);
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * subject.data.octets.size()));
+    report_throughput(state, subject);
 }
 
 void decode_tasn1(benchmark::State &state, const Subject &subject, const bench::Tasn1 &tasn1) {
@@ -80,7 +89,7 @@ void decode_tasn1(benchmark::State &state, const Subject &subject, const bench::
             asn1_delete_structure(&value);
         }
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * subject.data.octets.size()));
+    report_throughput(state, subject);
 }
 
 void encode_tasn1(benchmark::State &state, const Subject &subject, const bench::Tasn1 &tasn1) {
@@ -97,7 +106,7 @@ void encode_tasn1(benchmark::State &state, const Subject &subject, const bench::
             benchmark::DoNotOptimize(bench::Tasn1::encode(value, buffer));
     for (asn1_node &value : values)
         asn1_delete_structure(&value);
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * subject.data.octets.size()));
+    report_throughput(state, subject);
 }
 
 /// Prints as usual and keeps the times, for the ratios.
