@@ -249,8 +249,9 @@ TEST_F(ImageFile, KilledWriterLeavesAWholeImage) {
     for (int round = 0; round < 20; round++) {
         const pid_t writer = fork();
         ASSERT_GE(writer, 0);
-        for (size_t i = 0; writer == 0; i++)
-            virtualcard::writeImage(file, images[i % 2]);
+        if (writer == 0)
+            for (size_t i = 0;; i++)
+                virtualcard::writeImage(file, images[i % 2]);
         usleep(static_cast<useconds_t>(500 + 137 * round));
         ASSERT_EQ(kill(writer, SIGKILL), 0);
         ASSERT_EQ(waitpid(writer, nullptr, 0), writer);
