@@ -3,7 +3,6 @@
 #include "commands.h"
 #include "directory.h"
 #include "list_text.h"
-#include "log.h"
 #include "output.h"
 #include "text.h"
 #include "view.h"
@@ -34,7 +33,6 @@ void printText(Output &output, const Json &json) {
 }  // namespace
 
 Exit runApps(const Options &options) {
-    const Log log(options.log, options.trace);
     const Card card(options.reader, options.trace);
     const Directory directory = readDirectory(card);
     if (!directory.present)

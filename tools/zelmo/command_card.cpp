@@ -32,7 +32,8 @@ Exit runCardNew(const Options &options) {
     try {
         virtualcard::writeImage(options.file, image);
     } catch (const virtualcard::ImageError &error) {
-        throw Failure(Exit::failure, fmt::format("cannot write the image: {}", printable(error.what())));
+        throw Failure(Exit::failure, fmt::format("cannot write the image: {}; name a file that can be written",
+                                                 printable(error.what())));
     }
     fmt::print(stderr, "Made {}: {}.{}\n", printable(options.file), profile.description,
                image.pins.empty() ? "" : " PIN 1234, PUK 12345678.");

@@ -3,7 +3,6 @@
 #include "commands.h"
 #include "directory.h"
 #include "list_text.h"
-#include "log.h"
 #include "output.h"
 #include "text.h"
 #include "token.h"
@@ -45,7 +44,6 @@ Exit report(const Json &unreadable) {
 
 Exit runList(const Options &options) {
     const std::vector<uint8_t> aid = parseAid(options.aid);
-    const Log log(options.log, options.trace);
     const Card card(options.reader, options.trace);
     const Json json = listing(card, chooseApplication(card, aid));
     Output output;

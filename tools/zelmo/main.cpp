@@ -2,10 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fmt/format.h>
-#include <functional>
 #include <new>
+#include <sstream>
 
 #include "commands.h"
+#include "log.h"
+#include "output.h"
 #include "profile.h"
 #include "text.h"
 
@@ -92,9 +94,11 @@ Exit fail(Exit exit, const std::string &line) {
 Exit answer(const CLI::App &app, const CLI::ParseError &error) {
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
         return fail(Exit::usage, fmt::format("{}; see 'zelmo --help'", zelmo::printable(error.what())));
-    app.exit(error);
-    if (std::fflush(stdout) != 0)
-        return fail(Exit::failure, "cannot write the output");
+    std::ostringstream text;
+    app.exit(error, text, text);
+    zelmo::Output output;
+    output.print("{}", text.str());
+    output.flush();
     return Exit::ok;
 }
 
@@ -109,6 +113,7 @@ Exit run(int argc, char **argv) {
     } catch (const CLI::ParseError &error) {
         return answer(app, error);
     }
+    const zelmo::Log log(options.log, options.trace);
     return chosen(options);
 }
 
