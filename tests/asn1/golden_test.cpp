@@ -42,9 +42,9 @@ struct Vector {
     std::string hex, written, comment;
 };
 
-std::vector<Vector> read_vectors() {
+std::vector<Vector> read_vectors(const std::string &file = "golden.txt") {
     std::vector<Vector> vectors;
-    for (Block &block : read_blocks(ZELMO_SOURCE_DIR "/tests/data/golden.txt")) {
+    for (Block &block : read_blocks(ZELMO_SOURCE_DIR "/tests/data/" + file)) {
         Vector v;
         const std::string type = take(block, "Type");
         v.type = find_record_type(type);
@@ -80,6 +80,24 @@ TEST(Golden, IsReadToTheEndAndWrittenBack) {
             void *copy = v.type->clone(value);
             EXPECT_EQ(write(copy), expected);
             v.type->free(copy);
+        }
+        v.type->free(value);
+    }
+}
+
+// Published forms outside the supported ones: refused, or read and not writable ("none").
+TEST(Golden, RefusesWhatIsNotSupported) {
+    const auto vectors = read_vectors("golden-refused.txt");
+    ASSERT_GE(vectors.size(), 20u);
+    for (const Vector &v : vectors) {
+        ASSERT_TRUE(v.written == "refused" || v.written == "none") << v.written;
+        const Input input(v.hex);
+        void *value = nullptr;
+        const uint8_t *z = v.type->d(input.begin(), input.end(), 0, &value, 0);
+        EXPECT_EQ(z == nullptr, v.written == "refused") << v.type->name << " " << v.comment;
+        EXPECT_EQ(value == nullptr, v.written == "refused") << v.type->name << " " << v.comment;
+        if (value != nullptr) {
+            EXPECT_EQ(v.type->e(nullptr, value), 0u) << v.type->name << " " << v.comment;
         }
         v.type->free(value);
     }
