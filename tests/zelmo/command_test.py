@@ -1,11 +1,10 @@
 """The command line itself: options, exit codes, logs, traces, images."""
 
 import os
-import re
 import stat
 import unittest
 
-from zelmo_case import DATA, ZelmoCase, find
+from zelmo_case import ZelmoCase
 
 
 class CommandLine(ZelmoCase):

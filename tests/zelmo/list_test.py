@@ -1,16 +1,10 @@
-"""zelmo list: against what independent encoders put on the test tokens, and on tokens that are broken."""
+"""zelmo list and apps: the text for people, and tokens that are broken. tokens.py compares all objects."""
 
-import json
 import os
 import pty
 import subprocess
 
-from zelmo_case import DATA, ZELMO, ZelmoCase, find, without
-
-# Members that one of the sides shows decoded and the other as octets.
-DECODED = ("keyInfo", "certHash", "trustedUsage")
-# Bit strings: the model lists their bits in no order.
-BITS = ("flags", "usage", "accessFlags", "pinFlags", "bioFlags", "supportedOperations")
+from zelmo_case import DATA, ZELMO, ZelmoCase, find
 
 GOLDEN_KEY = """\
   Signature key  private RSA key
@@ -34,51 +28,7 @@ GOLDEN_KEY = """\
 """
 
 
-def comparable(item):
-    """An object without what the two sides show differently."""
-    item = without(item, *DECODED)
-    if not item.get("accessControlRules"):
-        item.pop("accessControlRules", None)
-    return {k: sorted(v) if k in BITS else v for k, v in item.items()}
-
-
 class TestTokens(ZelmoCase):
-    def expected_object(self, item):
-        item = comparable(item)
-        if item["objectType"] == 8 and item["alternative"] == "authKey":
-            item.setdefault("derivedKey", True)
-        return item
-
-    def listed_object(self, item):
-        if item["carried"]:  # the model lists nothing more of these
-            return {k: item[k] for k in ("type", "objectType", "objectId", "alternative", "carried")}
-        return comparable(item)
-
-    def test_every_object_of_every_test_token(self):
-        files = sorted((DATA / "expected").glob("*.json"))
-        self.assertEqual(len(files), 6)
-        for file in files:
-            with self.subTest(token=file.stem):
-                expected = json.loads(file.read_text())
-                listed = self.list_json(DATA / "tokens" / f"{file.stem}.card")
-                self.assertEqual(listed["format"], "zelmo list 1")
-                self.assertEqual(listed["unreadable"], [])
-                self.assertEqual(len(listed["objects"]), len(expected["objects"]))
-                for ours, theirs in zip(listed["objects"], expected["objects"]):
-                    self.assertEqual(self.listed_object(ours), self.expected_object(theirs))
-
-    def test_token_info_of_every_test_token(self):
-        for file in sorted((DATA / "expected").glob("*.json")):
-            with self.subTest(token=file.stem):
-                expected = json.loads(file.read_text())
-                token = without(expected["tokenInfo"])
-                if "lastUpdate" in token:
-                    token["lastUpdate"] = token["lastUpdate"][1]
-                flags = set(token.pop("tokenflags")) | ({"readonly"} if expected["readonly"] else set())
-                listed = self.list_json(DATA / "tokens" / f"{file.stem}.card")["tokenInfo"]
-                self.assertEqual(set(listed.pop("tokenflags")), flags)
-                self.assertEqual(listed, token)
-
     def test_text_for_people(self):
         text, _ = self.list(DATA / "tokens" / "transparent.card")
         self.assertIn(GOLDEN_KEY, text)
@@ -197,16 +147,6 @@ class BrokenTokens(ZelmoCase):
 class Applications(ZelmoCase):
     def apps(self, file, *arguments, code=0):
         return self.zelmo("--reader", f"virtual:{file}", "apps", *arguments, code=code)
-
-    def test_every_application_of_every_test_token(self):
-        for file in sorted((DATA / "expected").glob("*.json")):
-            expected = json.loads(file.read_text())["applications"]
-            if not expected:
-                continue
-            with self.subTest(token=file.stem):
-                listed = json.loads(self.apps(DATA / "tokens" / f"{file.stem}.card", "--json")[0])
-                self.assertEqual(listed["applications"], expected)
-                self.assertEqual(listed["unreadable"], [])
 
     def test_text(self):
         text, _ = self.apps(self.new_card("eid"))

@@ -1,6 +1,5 @@
 """Runs the built zelmo command in a folder of its own."""
 
-import copy
 import json
 import os
 import pathlib
@@ -55,8 +54,3 @@ def find(directory, *fids):
     for fid in fids:
         directory = next(file for file in directory["files"] if file["fid"] == fid)
     return directory
-
-
-def without(value, *names):
-    """A copy of an object without these members and without those that are null."""
-    return {k: v for k, v in copy.deepcopy(value).items() if k not in names and v is not None}

@@ -65,7 +65,7 @@ std::string hexNumber(const Json &value, const Context &context) {
 
 /// 20260901120000Z as 2026-09-01 12:00:00 UTC; other forms as they are.
 std::string timeText(const Json &value, const Context &context) {
-    const std::string text = plain(value, context);
+    std::string text = plain(value, context);
     const bool known = text.size() == 15 && text.back() == 'Z' &&
                        std::all_of(text.begin(), text.end() - 1, [](char c) { return c >= '0' && c <= '9'; });
     if (!known)
