@@ -151,7 +151,7 @@ class Applications(ZelmoCase):
     def test_text(self):
         text, _ = self.apps(self.new_card("eid"))
         self.assertEqual(text, "Application 1\n    Label            Zelmop demo eID\n"
-                               "    AID              A000000063504B43532D3135\n    Path             3F00/5015\n\n")
+                               "    AID              A000000063504B43532D3135\n    Path             3F00/5015\n")
 
     def test_a_malformed_entry_is_shown_in_its_place(self):
         def spoil(image):

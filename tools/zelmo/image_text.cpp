@@ -107,7 +107,7 @@ void printFile(Output &output, const File &file, size_t depth) {
 void printSecrets(Output &output, const char *title, const std::vector<Secret> &secrets) {
     if (secrets.empty())
         return;
-    output.print("\n{}\n", output.styled(Style::heading, title));
+    output.heading(title);
     for (const Secret &secret : secrets) {
         const std::string tries = secret.maxTries == 0
                                       ? std::string("no retry counter")
@@ -119,14 +119,14 @@ void printSecrets(Output &output, const char *title, const std::vector<Secret> &
 }  // namespace
 
 void printImage(Output &output, const virtualcard::CardImage &image) {
-    output.print("{}\n", output.styled(Style::heading, "Card"));
+    output.heading("Card");
     const virtualcard::Bytes atr = image.atr.empty() ? virtualcard::defaultAtr(image.extendedLength) : image.atr;
     output.print("  ATR              {}\n", hex(atr, " "));
     output.print("  Serial number    {}\n", hex(image.serial));
     output.print("  Model            {:04X}\n", image.model);
     output.print("  Life cycle       {}\n", image.lifeCycle);
     output.print("  Extended length  {}\n", image.extendedLength ? "yes" : "no");
-    output.print("\n{}\n", output.styled(Style::heading, "Files"));
+    output.heading("Files");
     printFile(output, image.root, 0);
     printSecrets(output, "PINs", image.pins);
     printSecrets(output, "Keys", image.keys);

@@ -271,7 +271,7 @@ std::string mechanismName(const Json &algorithm) {
 }
 
 void printAlgorithms(Output &output, const Json &algorithms, const Context &context) {
-    output.print("{}\n", output.styled(Style::heading, fmt::format("Algorithms ({})", algorithms.size())));
+    output.heading(fmt::format("Algorithms ({})", algorithms.size()));
     for (const Json &algorithm : algorithms) {
         const auto text = [&](const char *name, Formatter format) {
             return algorithm.contains(name) ? format(algorithm[name], context) : std::string();
@@ -281,7 +281,6 @@ void printAlgorithms(Output &output, const Json &algorithms, const Context &cont
                      algorithm.contains("algorithm") ? mechanismName(algorithm["algorithm"]) : "",
                      text("supportedOperations", list), text("algId", plain), card.empty() ? "" : "card's " + card);
     }
-    output.print("\n");
 }
 
 // ---- sections -------------------------------------------------------------------------------------------------------
@@ -345,12 +344,11 @@ void printSection(Output &output, const Section &section, const Json &listing, c
     const auto unreadable = ofType(listing["unreadable"], section.type);
     if (objects.empty() && unreadable.empty())
         return;
-    output.print("{}\n", output.styled(Style::heading, fmt::format("{} ({})", section.title, objects.size())));
+    output.heading(fmt::format("{} ({})", section.title, objects.size()));
     for (const Json *object : objects)
         printObject(output, *object, context);
     for (const Json *item : unreadable)
         printUnreadable(output, *item);
-    output.print("\n");
 }
 
 }  // namespace
@@ -360,12 +358,11 @@ void printListing(Output &output, const Json &listing) {
     const Context context = {guards};
     const Json &application = listing["application"];
     const Json &token = listing["tokenInfo"];
-    output.print("{}\n", output.styled(Style::heading, "Token"));
+    output.heading("Token");
     printRows(output, token_rows, token, context);
     printRow(output, "Application", application.contains("aid") ? plain(application["aid"], context) : "(no AID)");
     if (application.contains("path"))
         printRow(output, "Path", filePath(application["path"], context));
-    output.print("\n");
     if (token.contains("supportedAlgorithms") && !token["supportedAlgorithms"].empty())
         printAlgorithms(output, token["supportedAlgorithms"], context);
     for (const Section &section : sections)
@@ -377,11 +374,10 @@ void printListing(Output &output, const Json &listing) {
 void printApplication(Output &output, size_t number, const Json &application) {
     const Guards guards;
     const Context context = {guards};
-    output.print("{}\n", output.styled(Style::heading, fmt::format("Application {}", number)));
+    output.heading(fmt::format("Application {}", number));
     printRows(output, application_rows, application, context);
     if (application.contains("ddo"))
         printRows(output, ddo_rows, application["ddo"], context);
-    output.print("\n");
 }
 
 }  // namespace zelmo

@@ -92,8 +92,12 @@ Exit fail(Exit exit, const std::string &line) {
 
 /// Writes what --help and --version ask for; anything else is a mistake in the command line.
 Exit answer(const CLI::App &app, const CLI::ParseError &error) {
-    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success))
-        return fail(Exit::usage, fmt::format("{}; see 'zelmo --help'", zelmo::printable(error.what())));
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
+        // A word that is no subcommand is left over, and worth more than the remark that one is missing.
+        const std::vector<std::string> rest = app.remaining();
+        const std::string what = rest.empty() ? error.what() : fmt::format("'{}' means nothing here", rest.front());
+        return fail(Exit::usage, fmt::format("{}; see 'zelmo --help'", zelmo::printable(what)));
+    }
     std::ostringstream text;
     app.exit(error, text, text);
     zelmo::Output output;

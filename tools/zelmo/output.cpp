@@ -40,6 +40,10 @@ const char *sequence(Style style) {
 
 Output::Output() : colour_(wantsColour()) {}
 
+void Output::heading(std::string_view title) {
+    print("{}{}\n", text_.empty() ? "" : "\n", styled(Style::heading, title));
+}
+
 std::string Output::styled(Style style, std::string_view text) const {
     return colour_ && style != Style::plain ? fmt::format("{}{}\x1B[0m", sequence(style), text) : std::string(text);
 }

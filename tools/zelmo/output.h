@@ -20,6 +20,8 @@ class Output {
     void print(fmt::format_string<Arguments...> format, Arguments &&...arguments) {
         fmt::format_to(std::back_inserter(text_), format, std::forward<Arguments>(arguments)...);
     }
+    /// Begins a part of the output: its title, behind a blank line when there is a part before it.
+    void heading(std::string_view title);
     /// `text` as it is shown in a style.
     std::string styled(Style style, std::string_view text) const;
     /// Writes all that was added. Throws Failure when it cannot.
