@@ -48,14 +48,14 @@ class SmallStack {
 
   private:
     bool grow() {
-        const bool first = items_ == inline_;
         if (capacity_ > SIZE_MAX / (2 * sizeof(T)))
             return false;
-        auto *items = static_cast<T *>(std::realloc(first ? nullptr : items_, 2 * capacity_ * sizeof(T)));
+        auto *items = static_cast<T *>(std::malloc(2 * capacity_ * sizeof(T)));
         if (items == nullptr)
             return false;
-        if (first)
-            std::memcpy(items, inline_, sizeof inline_);
+        std::memcpy(items, items_, count_ * sizeof(T));
+        if (items_ != inline_)
+            std::free(items_);
         items_ = items;
         capacity_ *= 2;
         return true;
