@@ -237,8 +237,7 @@ uint32_t scard_BeginTransaction(CardHandle card);
 /** Ends the transaction; 0x80100016 when none is open. */
 uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
 
-/* ---- declared, not yet in the library -----------------------------------------------------------------------------
- */
+/* ---- declared, not yet in the library --------------------------------------------------------------------------- */
 
 /* A program that calls one of these does not link. */
 
