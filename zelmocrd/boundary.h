@@ -66,13 +66,19 @@ class Output {
         std::copy_n(octets.begin(), count, buffer_.begin() + *length_);
         *length_ += static_cast<uint32_t>(count);
     }
+    /// Throws ServiceError (insufficientBuffer) unless the buffer takes `size` octets; the length then says so.
+    void demand(size_t size) {
+        if (size <= buffer_.size())
+            return;
+        *length_ = static_cast<uint32_t>(size);
+        throw ServiceError(code::insufficientBuffer);
+    }
     /// Puts in everything; otherwise nothing, and the length says what it takes. Throws ServiceError
     /// (insufficientBuffer).
     void replace(std::span<const uint8_t> octets) {
-        *length_ = static_cast<uint32_t>(octets.size());
-        if (octets.size() > buffer_.size())
-            throw ServiceError(code::insufficientBuffer);
-        std::copy(octets.begin(), octets.end(), buffer_.begin());
+        demand(octets.size());
+        *length_ = 0;
+        append(octets);
     }
 
   private:

@@ -13,6 +13,10 @@ namespace zelmocrd {
 class Wiped {
   public:
     explicit Wiped(Bytes octets) : octets_(std::move(octets)) {}
+    /// None yet, with room for `capacity`: those put in must be no more, so that they stay in one place.
+    explicit Wiped(size_t capacity) {
+        octets_.reserve(capacity);
+    }
     Wiped(const Wiped &) = delete;
     Wiped &operator=(const Wiped &) = delete;
     ~Wiped() {
@@ -20,6 +24,9 @@ class Wiped {
             explicit_bzero(octets_.data(), octets_.size());
     }
     std::span<const uint8_t> span() const {
+        return octets_;
+    }
+    Bytes &octets() {
         return octets_;
     }
 

@@ -331,7 +331,7 @@ uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode) {
     return Arguments("scardcmd_ResetSecurityStatus", card).number(mode).ask();
 }
 
-uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const PinFormat *format, uint8_t *buffer,
+uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const ScardPinFormat *format, uint8_t *buffer,
                          uint32_t *length) {
     return Arguments("scard_FormatPin")
         .octets(pin, pinLength)

@@ -62,14 +62,21 @@ typedef struct ExtendedAlgorithmInfo {
     uint32_t maxKeyLength; /**< Largest key length in bits. */
 } ExtendedAlgorithmInfo;
 
-/** How a PIN is put into the card's stored form. */
-typedef struct PinFormat {
-    uint32_t pinType;      /**< 0 BCD, 1 ASCII numeric, 2 UTF-8, 3 half-nibble BCD, 4 ISO 9564-1, 82 UTF-8 folded. */
-    uint32_t minLength;    /**< Least number of characters. */
-    uint32_t storedLength; /**< Octets on the card. */
-    const uint32_t *maxLength; /**< Greatest number of characters, or null. */
-    const uint8_t *padChar;    /**< The pad byte, or null for none. */
-} PinFormat;
+/**
+ * How a PIN is put into the card's stored form (PinAttributes of PKCS#15). Lengths of the PIN count characters, which
+ * are code points in the UTF-8 forms; the stored length counts octets.
+ */
+typedef struct ScardPinFormat {
+    /**
+     * 0 BCD; 1 ASCII digits; 2 UTF-8 that does not tell case, folded to upper case; 3 half-nibble BCD; 4 ISO 9564-1;
+     * 82 UTF-8 as it stands, which tells case.
+     */
+    uint32_t pinType;
+    uint32_t minLength;        /**< Least number of characters. */
+    uint32_t storedLength;     /**< Octets on the card, or 0 for any number. */
+    const uint32_t *maxLength; /**< Greatest number of characters, or null for no bound. */
+    const uint8_t *padChar;    /**< The octet that fills the value up to the stored length, or null for none. */
+} ScardPinFormat;
 
 /** Handler of a script instruction. */
 typedef uint32_t (*cpd_Handler)(CardHandle card, const uint8_t *data, uint32_t dataLength);
@@ -220,6 +227,24 @@ uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, c
  */
 uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length);
 
+/**
+ * Puts a PIN into the card's stored form; no card is involved. `*length` is the buffer's capacity on entry and the
+ * octets delivered on return.
+ *
+ * BCD holds two digits in an octet, the first in the high nibble; behind an odd number of digits the last nibble is
+ * that of the pad octet, or F without one. Half-nibble BCD holds a digit in the low nibble of each octet, F in the high
+ * one. ISO 9564-1 is the PIN block of format 2: the nibble 2, the number of digits in a nibble, 4 to 12 digits, and F
+ * up to 8 octets. UTF-8 of type 2 is folded to upper case with Unicode's full mapping, whatever the locale: a sharp s
+ * becomes SS. The bounds count the characters before that. With a pad octet the value is filled up to the stored
+ * length.
+ *
+ * 0x80100004: null arguments, an empty PIN, a type that is none of the six, or a PIN that the format cannot express: a
+ * character that is no digit, malformed UTF-8, a number of characters outside the bounds, or more octets than are
+ * stored. 0x80100008: the buffer is too small; `*length` says what it takes, and the buffer is as it was.
+ */
+uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const ScardPinFormat *format, uint8_t *buffer,
+                         uint32_t *length);
+
 /* ---- card information and services ------------------------------------------------------------------------------ */
 
 /** Fills the record. What the card does not tell is 0 there; only a card that does not answer is a failure. */
@@ -246,9 +271,6 @@ uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t reserved, uint32_t key
                                 uint32_t dataLength, uint32_t reserved2);
 /** Clears the verified status on the card. Mode 128: of the current application; 0: of all. */
 uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode);
-/** Puts a PIN into the card's stored form; pure computation. */
-uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const PinFormat *format, uint8_t *buffer,
-                         uint32_t *length);
 /** The card's life cycle administration: takes a delivered card into its initialised phase. */
 uint32_t scard_LifeCycleAdministration(CardHandle card);
 /** Erases the card's file system. */
