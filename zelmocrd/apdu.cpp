@@ -21,7 +21,7 @@ Bytes encode(const Command &command, bool extendedLength) {
     require(command.data.size() <= extendedMax && command.ne <= extendedAnswerMax);
     Bytes out;
     out.reserve(command.data.size() + 9);
-    out.insert(out.end(), {0x00, command.ins, command.p1, command.p2});
+    out.insert(out.end(), {command.cla, command.ins, command.p1, command.p2});
     if (extended)
         out.push_back(0x00);
     if (!command.data.empty()) {

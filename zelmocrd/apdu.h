@@ -14,8 +14,9 @@ inline constexpr uint32_t shortAnswerMax = 256;
 inline constexpr uint32_t extendedMax = 65535;
 inline constexpr uint32_t extendedAnswerMax = 65536;
 
-/// A command of class 00. `data` is the caller's.
+/// A command, of class 00 unless it says otherwise. `data` is the caller's.
 struct Command {
+    uint8_t cla = 0;
     uint8_t ins = 0;
     uint8_t p1 = 0;
     uint8_t p2 = 0;

@@ -67,6 +67,27 @@ uint32_t resetRetryCounter(Card &card, uint8_t reference, Octets authData, Octet
     return sendPair(card, 0x2C, withoutAuth | withoutNew, reference, authData, newData);
 }
 
+// PUT KEY as our cards have it: no standard says how a key is replaced.
+uint32_t changeKeyData(Card &card, uint8_t reference, Octets key) {
+    constexpr uint8_t proprietary = 0x80;
+    require(!key.empty());
+    return statusCode(card.run({.cla = proprietary, .ins = 0xD8, .p2 = reference, .data = key}).sw);
+}
+
+uint32_t externalAuthenticate(Card &card, uint8_t reference, Octets answer) {
+    // As with VERIFY, the command without data would only ask.
+    require(!answer.empty());
+    return statusCode(card.run({.ins = 0x82, .p2 = reference, .data = answer}).sw);
+}
+
+uint32_t resetSecurityStatus(Card &card, uint32_t mode) {
+    constexpr uint8_t notVerified = 0xFF;
+    constexpr uint32_t everything = 0;
+    constexpr uint32_t currentApplication = 128;
+    require(mode == everything || mode == currentApplication);
+    return statusCode(card.run({.ins = insVerify, .p1 = notVerified, .p2 = octet(mode)}).sw);
+}
+
 uint32_t getData(Card &card, uint32_t tag, Output &out) {
     require(tag <= 0xFFFF);
     const Answer answer = card.run({.ins = 0xCA,
@@ -112,9 +133,17 @@ uint32_t scardcmd_ResetRetryCounter(CardHandle card, uint32_t /*reserved*/, uint
 
 uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, const uint8_t *data, uint32_t dataLength,
                                        uint32_t /*reserved*/) {
-    return onCard(card, [&](Card &it) {
-        return statusCode(it.run({.ins = 0x82, .p2 = octet(keyReference), .data = input(data, dataLength)}).sw);
-    });
+    return onCard(card,
+                  [&](Card &it) { return externalAuthenticate(it, octet(keyReference), input(data, dataLength)); });
+}
+
+uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t /*reserved*/, uint32_t keyReference, const uint8_t *data,
+                                uint32_t dataLength, uint32_t /*reserved2*/) {
+    return onCard(card, [&](Card &it) { return changeKeyData(it, octet(keyReference), input(data, dataLength)); });
+}
+
+uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode) {
+    return onCard(card, [&](Card &it) { return resetSecurityStatus(it, mode); });
 }
 
 uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length) {

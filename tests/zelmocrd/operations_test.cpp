@@ -348,6 +348,18 @@ TEST(Verify, SendsNoEmptyPin) {
     EXPECT_EQ(retries, 77);
 }
 
+// Whatever the card makes of it: a rejected PIN sent again would cost a second try.
+TEST(Verify, IsNeverSentTwice) {
+    const uint8_t pin[] = {0x31, 0x32};
+    for (const char *answer : {"6C 02", "6C 00", "67 00", "63 00", "63 C2", "69 85", "6F 00"}) {
+        SCOPED_TRACE(answer);
+        const ScriptedCard card(Script{{"00 20 00 01 02 31 32", answer}});
+        EXPECT_NE(scardcmd_VerifyPIN(card, 1, pin, sizeof pin, nullptr, 0), 0u);
+    }
+    const ScriptedCard gone(Script{{"00 20 00 01 02 31 32", "gone"}});
+    EXPECT_EQ(scardcmd_VerifyPIN(gone, 1, pin, sizeof pin, nullptr, 0), 0x8010000Cu);
+}
+
 TEST(Verify, QueryIsNoFailureWhileTriesAreLeft) {
     struct {
         const char *answer;
@@ -389,6 +401,15 @@ TEST(ReferenceData, CommandsByWhatIsGiven) {
             return scardcmd_ExternalAuthenticate(card, key, data.data(), static_cast<uint32_t>(data.size()), 0);
         };
     };
+    const auto putKey = [](uint32_t key, const std::string &value) {
+        return [=](CardHandle card) {
+            const Bytes data = fromHex(value);
+            return scardcmd_ChangeKeyData(card, 0, key, data.data(), static_cast<uint32_t>(data.size()), 0);
+        };
+    };
+    const auto forget = [](uint32_t mode) {
+        return [=](CardHandle card) { return scardcmd_ResetSecurityStatus(card, mode); };
+    };
     run({
         {"old and new", change(0, "31 32", "33"), {{"00 24 00 73 03 31 32 33", "90 00"}}},
         {"new alone", change(1, "", "33"), {{"00 24 01 73 01 33", "90 00"}}},
@@ -404,6 +425,21 @@ TEST(ReferenceData, CommandsByWhatIsGiven) {
         {"unblock with nothing", unblock("", ""), {{"00 2C 03 02", "69 82"}}, 0xE0116982},
         {"external authenticate", authenticate(8, "01 02"), {{"00 82 00 08 02 01 02", "90 00"}}},
         {"external authenticate refused", authenticate(0x88, "01"), {{"00 82 00 88 01 01", "69 85"}}, 0xE0116985},
+        {"external authenticate with a wrong answer",
+         authenticate(8, "01"),
+         {{"00 82 00 08 01 01", "63 C2"}},
+         0xA0116300},
+        {"external authenticate with nothing", authenticate(8, ""), {}, invalidParameter},
+        {"new key", putKey(0x83, "01 02 03"), {{"80 D8 00 83 03 01 02 03", "90 00"}}},
+        {"new key refused", putKey(3, "01"), {{"80 D8 00 03 01 01", "69 82"}}, 0xE0116982},
+        {"new key on a card that has no such command", putKey(3, "01"), {{"80 D8 00 03 01 01", "6E 00"}}, 0xE0116E00},
+        {"new key missing", putKey(3, ""), {}, invalidParameter},
+        {"key reference of two octets", putKey(256, "01"), {}, invalidParameter},
+        {"forget what the application knows", forget(128), {{"00 20 FF 80", "90 00"}}},
+        {"forget everything", forget(0), {{"00 20 FF 00", "90 00"}}},
+        {"forgetting refused", forget(0), {{"00 20 FF 00", "6A 86"}}, 0xE0116A86},
+        {"forget in an unknown way", forget(1), {}, invalidParameter},
+        {"forget in a way of two octets", forget(384), {}, invalidParameter},
     });
 }
 

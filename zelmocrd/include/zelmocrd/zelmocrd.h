@@ -116,7 +116,8 @@ uint32_t zelmocrd_GetATR(CardHandle card, uint8_t *buffer, uint32_t *length);
  * Receives each command as it was sent and its answer with the status word; the answer's length is 0 when none came.
  * The pointers are valid during the call, in which no function of this header may be called for the same card. PINs and
  * keys stand in the commands as they are: who writes them anywhere has to mask the data of VERIFY (20), CHANGE
- * REFERENCE DATA (24), RESET RETRY COUNTER (2C) and EXTERNAL AUTHENTICATE (82).
+ * REFERENCE DATA (24), RESET RETRY COUNTER (2C), EXTERNAL AUTHENTICATE (82) and PUT KEY (class 80, D8). Masking all but
+ * the commands that are known to be harmless is safer.
  */
 typedef void (*zelmocrd_TraceCallback)(const uint8_t *command, uint32_t commandLength, const uint8_t *answer,
                                        uint32_t answerLength, double milliseconds, void *context);
@@ -210,20 +211,39 @@ uint32_t scardcmd_VerifyPIN(CardHandle card, uint32_t reference, const uint8_t *
  * the card therefore does not tell. A blocked PIN is 0xE0116983 with `*retries` 0.
  */
 uint32_t scardcmd_QueryRetryCounter(CardHandle card, uint32_t reference, uint8_t *retries, uint32_t reserved);
-/** CHANGE REFERENCE DATA. Mode 0: old and new value; mode 1: the new value alone, old null and 0. */
+/**
+ * CHANGE REFERENCE DATA. Mode 0: old and new value, of which a wrong old one costs a try (0xA0116300); mode 1: the new
+ * value alone, old null and 0, which the card takes when its condition for that is met. No value may be empty:
+ * 0x80100004.
+ */
 uint32_t scardcmd_ChangeReferenceData(CardHandle card, uint32_t mode, uint32_t reference, const uint8_t *oldData,
                                       uint32_t oldLength, const uint8_t *newData, uint32_t newLength,
                                       uint32_t reserved);
-/** RESET RETRY COUNTER with authorising data and a new value, each of which may be absent (null and 0). */
+/**
+ * RESET RETRY COUNTER of a PIN with authorising data and a new value, each of which may be absent (null and 0). Wrong
+ * authorising data costs a try of the unblocking PIN, not of this one.
+ */
 uint32_t scardcmd_ResetRetryCounter(CardHandle card, uint32_t reserved, uint32_t reference, const uint8_t *authData,
                                     uint32_t authLength, const uint8_t *newData, uint32_t newLength,
                                     uint32_t reserved2);
-/** EXTERNAL AUTHENTICATE with a key. */
+/**
+ * EXTERNAL AUTHENTICATE with a key. `data` is the answer to the challenge that scard_GetRandom() has fetched before:
+ * for a challenge of 16 octets the AES encipherment of it under the key, for one of 8 that by triple DES. A challenge
+ * serves one attempt; without one the card gives 0xE0116985. An empty answer is 0x80100004, unsent.
+ */
 uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, const uint8_t *data, uint32_t dataLength,
                                        uint32_t reserved);
+/** Replaces the value of a key, which must not be empty: PUT KEY, a command of our own cards (80 D8 00). */
+uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t reserved, uint32_t keyReference, const uint8_t *data,
+                                uint32_t dataLength, uint32_t reserved2);
+/**
+ * Takes back what stands verified, PINs and keys: VERIFY with P1 = FF and the mode as P2. Mode 128: what was proven in
+ * the current application; 0: everything. Another mode is 0x80100004.
+ */
+uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode);
 /**
  * GET DATA with a tag of up to two octets. 0x80100008, with the length needed and nothing delivered, when the buffer is
- * too small. Tag 0x84 lists the keys that stand authenticated, one octet each.
+ * too small. Tag 0x84 lists the keys that stand authenticated, one octet each: the reference without its top bit.
  */
 uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length);
 
@@ -266,11 +286,6 @@ uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
 
 /* A program that calls one of these does not link. */
 
-/** Replaces a key value. */
-uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t reserved, uint32_t keyReference, const uint8_t *data,
-                                uint32_t dataLength, uint32_t reserved2);
-/** Clears the verified status on the card. Mode 128: of the current application; 0: of all. */
-uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode);
 /** The card's life cycle administration: takes a delivered card into its initialised phase. */
 uint32_t scard_LifeCycleAdministration(CardHandle card);
 /** Erases the card's file system. */
