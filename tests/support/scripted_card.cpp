@@ -34,6 +34,9 @@ class Arguments {
         call_.numbers.push_back(value);
         return say(std::to_string(value));
     }
+    Arguments &optional(const uint32_t *value) {
+        return value != nullptr ? number(*value) : say("null");
+    }
     Arguments &capacity(uint8_t *buffer, uint32_t *length) {
         buffer_ = buffer;
         length_ = length;
@@ -338,6 +341,8 @@ uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const ScardPinF
         .number(format->pinType)
         .number(format->minLength)
         .number(format->storedLength)
+        .optional(format->maxLength)
+        .octets(format->padChar, format->padChar != nullptr ? 1 : 0)
         .capacity(buffer, length)
         .ask();
 }

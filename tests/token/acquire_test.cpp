@@ -234,12 +234,12 @@ TEST(Acquire, UndecodableFiles) {
 TEST(AuthObjects, OnlyAKeyOwnsAKeyObject) {
     auto *info = allocate<P15AuthenticationTypeInfo>();
     info->authObject = asn1_AuthenticationType_new();
-    info->authObject->tag = token::P15_TAG_AUTHKEY;
+    info->authObject->tag = P15_TAG_AUTHKEY;
     info->keyObject = pkcs15_CreateSecretKey(2);
     pkcs15_P15AuthenticationTypeInfo_free(info);  // the leak checker watches
     info = allocate<P15AuthenticationTypeInfo>();
     info->authObject = asn1_AuthenticationType_new();
-    info->authObject->tag = token::P15_TAG_PIN;
+    info->authObject->tag = P15_TAG_PIN;
     SecretKeyType *key = info->keyObject = pkcs15_CreateSecretKey(2);
     pkcs15_P15AuthenticationTypeInfo_free(info);
     asn1_SecretKeyType_free(key);

@@ -140,7 +140,7 @@ uint32_t link_keys(CardHandle card, TokenContext &context, List *list, uint32_t 
     uint32_t result = 0;
     for (int32_t i = List_len(list) - 1; i >= 0; --i) {
         auto *info = static_cast<P15AuthenticationTypeInfo *>(List_get(list, i));
-        if (token::selector(*info->authObject) != token::P15_TAG_AUTHKEY)
+        if (token::selector(*info->authObject) != P15_TAG_AUTHKEY)
             continue;
         result = read_key_object(card, context, *info, cardError);
         if (result != 0)
@@ -202,7 +202,7 @@ extern "C" {
 void pkcs15_P15AuthenticationTypeInfo_free(P15AuthenticationTypeInfo *info) {
     if (info == nullptr)
         return;
-    if (info->authObject != nullptr && token::selector(*info->authObject) == token::P15_TAG_AUTHKEY)
+    if (info->authObject != nullptr && token::selector(*info->authObject) == P15_TAG_AUTHKEY)
         asn1_SecretKeyType_free(info->keyObject);
     asn1_AuthenticationType_free(info->authObject);
     std::free(info);

@@ -73,6 +73,13 @@ enum { ENUM_FIRST = 0, ENUM_NEXT = 1, ENUM_CLOSE = 2 };
 enum { FLAG_REFRESH_CACHE = 2, FLAG_USE_CACHE = 4 };
 /** Modes of pkcs15_ScReleaseDFEntry(): write the object; erase the record; undo all writes. */
 enum { RELEASE_COMMIT = 1, RELEASE_ERASE = 2, RELEASE_DISCARD = 3 };
+/** The alternatives of AuthenticationType that can be presented, set and changed. */
+enum { P15_TAG_AUTHKEY = 1, P15_TAG_PIN = 16 };
+/**
+ * Flags of verifications: never open a dialog; remember the value after success; the right file is selected already;
+ * only ask for the tries left, presenting nothing.
+ */
+enum { P15_VERIFY_NO_PROMPT = 1, P15_VERIFY_CACHE = 8, P15_VERIFY_NO_SELECT = 16, P15_VERIFY_QUERY = 32 };
 /** States of an entry in a record file. */
 enum { ENTRY_CLOSED = 0, ENTRY_ALLOCATED = 1, ENTRY_READ = 2, ENTRY_WRITTEN = 3 };
 /** Sizes of the directory cache and of a record in a directory file, header included. */
@@ -143,6 +150,13 @@ struct ObjectReference {
     uint32_t savedLength;                   /**< Octets in savedRecord. */
     uint8_t savedRecord[PKCS15_MAX_RECORD]; /**< The record as it was before this reference changed it. */
 };
+
+/** A PIN format that stands alone: what its pointers name lies in the record itself. */
+typedef struct PinFormatAttributes {
+    ScardPinFormat format;   /**< As scard_FormatPin() takes it. */
+    uint32_t maxLengthValue; /**< What format.maxLength points at. */
+    uint8_t padCharValue;    /**< What format.padChar points at. */
+} PinFormatAttributes;
 
 /* ---- frame ------------------------------------------------------------------------------------------------------ */
 
@@ -308,6 +322,100 @@ uint32_t pkcs15_GetObjectACRs(const CommonObjectAttributes *commonAttributes, Li
 CommonObjectAttributes *pkcs15_GetCommonObjectAttributes(const void *object);
 /** Copies a label as a terminated text of at most size - 1 octets; size is at least 1. Returns buffer. */
 char *pkcs15_Label2szString(const Label *label, char *buffer, uint32_t size);
+
+/**
+ * Reads a certificate into a new block, to be released with pkcs15_FreeData(). `flags` as in pkcs15_ScGetDFEntry().
+ * Access rules are satisfied in silence, with remembered PINs and what stands verified: a certificate behind a PIN that
+ * is neither gives PKCS15_E_PIN_REQUIRED. PKCS15_E_UNSUPPORTED for a certificate that is no file's content. The
+ * reference stays the caller's, and its entry is closed in any case.
+ */
+uint32_t pkcs15_ScReadCertificate(CardHandle card, TokenContext *tokenContext, ObjectReference *reference,
+                                  uint32_t flags, uint8_t **data, uint32_t *length, uint32_t *cardError);
+
+/* ---- authentication --------------------------------------------------------------------------------------------- */
+
+/*
+ * Values that are presented or set are octets as a person or host has them, without a terminator: the library puts a
+ * PIN into the card's form. A value is given when its pointer is not null. `retries` may be null; of a PIN it receives
+ * the tries left when the card tells them, and 255 after a key's success, which has no counter to tell.
+ */
+
+/**
+ * Walks the token's authentication objects in file order. `*cursor` is the index to go on from and is moved on; at
+ * ENUM_FIRST its content does not matter. The object is borrowed from the context. PKCS15_S_END_OF_ENUMERATION, with
+ * the cursor left alone, behind the last; ENUM_CLOSE is not needed and does nothing.
+ */
+uint32_t pkcs15_EnumerateAODF(const TokenContext *tokenContext, uint32_t mode, uint32_t *cursor,
+                              AuthenticationType **authObject);
+/**
+ * The first PIN or authentication key with this authId and, for a key, the secret key behind it; borrowed. Null when
+ * there is none, or `authId` is null.
+ */
+P15AuthenticationTypeInfo *pkcs15_GetAuthenticationTypeInfo(const TokenContext *tokenContext,
+                                                            const asn1_OctetString *authId);
+/** The same, the authentication object alone. */
+AuthenticationType *pkcs15_GetAuthenticationType(const TokenContext *tokenContext, const asn1_OctetString *authId);
+
+/**
+ * Puts a PIN into the form in which the card keeps it. `*length` is the capacity on entry, the octets written on
+ * return. Returns `buffer`, or null for attributes without the pad octet they ask for, a PIN that cannot be put into
+ * the form, or too small a buffer. Attributes with a pinType above 4 end the process.
+ */
+uint8_t *pkcs15_TransformPIN(const uint8_t *pin, uint32_t pinLength, const PinAttributes *attributes, uint8_t *buffer,
+                             uint32_t *length);
+/**
+ * Fills a format record for scard_FormatPin() that does not depend on the attributes. PKCS15_E_FAILED, with the lengths
+ * filled in, for attributes without the pad octet they ask for and for a pinType above 4.
+ */
+uint32_t pkcs15_SetPinFormatAttributes(const PinAttributes *attributes, PinFormatAttributes *record);
+
+/**
+ * Presents a PIN or an authentication key. Without a value a remembered one is presented; without that, a PIN is asked
+ * for in the dialog, and a key has to stand authenticated already. One call is one try on the card at most.
+ *
+ * PKCS15_E_VERIFICATION_FAILED: the value is wrong; PKCS15_E_CREDENTIAL_REJECTED: the remembered one is, and is
+ * forgotten now, or the key does not stand authenticated; PKCS15_E_AUTH_BLOCKED; PKCS15_E_NOT_INITIALIZED: the PIN has
+ * never been set; PKCS15_E_PIN_REQUIRED: there is no value, and P15_VERIFY_NO_PROMPT; PKCS15_W_CANCELLED_BY_USER;
+ * PKCS15_E_FAILED: no dialog to be had; PKCS15_E_UNSUPPORTED: the object lacks a needed part, or its key is not known.
+ *
+ * A PIN that does not fit its attributes is presented as it stands, cut to 64 octets. With P15_VERIFY_CACHE a PIN that
+ * was given, but not one from the dialog, is remembered until it fails, pkcs15_ScUnVerify(), or the context's end; with
+ * PKCS15_E_NO_MEMORY the card may have accepted it all the same.
+ */
+uint32_t pkcs15_ScVerify(CardHandle card, TokenContext *tokenContext, const AuthenticationType *authObject,
+                         const uint8_t *value, uint32_t length, uint32_t flags, uint8_t *retries, uint32_t *cardError);
+/**
+ * Takes back what a PIN or key has proven to the card, and forgets a remembered value. The result is that of selecting
+ * the object's file; whether the card did as told is in `*cardError` alone.
+ */
+uint32_t pkcs15_ScUnVerify(CardHandle card, TokenContext *tokenContext, const AuthenticationType *authObject,
+                           uint32_t *cardError);
+/**
+ * Satisfies the access rules of a private object for the wanted kinds of access (bit 0 read, 1 update, 2 execute; up to
+ * eight). The rule that allows them and the least beyond is taken; access that no rule mentions is free. Needs a single
+ * PIN or key, or one of several (`or`); PKCS15_E_UNSUPPORTED for conditions that need more, for an `or` inside an `or`,
+ * and for an authId that no object has. The file selected on the card stays selected.
+ */
+uint32_t pkcs15_ScAuthenticateObject(CardHandle card, TokenContext *tokenContext,
+                                     const CommonObjectAttributes *commonAttributes, const asn1_BitString *access,
+                                     uint32_t flags, uint8_t *retries, uint32_t *cardError);
+/**
+ * Sets a PIN without the old one, where the card allows. The value goes to the card as it is given and must fit the
+ * PIN's attributes: PKCS15_E_PIN_LENGTH, PKCS15_E_PIN_FORMAT. A remembered value is forgotten. Writes `*cardError` on
+ * failure only.
+ */
+uint32_t pkcs15_ScInitAuthenticationObject(CardHandle card, TokenContext *tokenContext,
+                                           const AuthenticationType *authObject, const uint8_t *newValue,
+                                           uint32_t newLength, uint32_t *cardError);
+/**
+ * Changes a PIN or key after presenting the old value as pkcs15_ScVerify() does with `flags`. A new PIN must fit the
+ * PIN's attributes, which is found out before the old one is presented: PKCS15_E_PIN_LENGTH, PKCS15_E_PIN_FORMAT. A
+ * remembered PIN is replaced on success and forgotten on failure. A key that stands authenticated needs no old value.
+ */
+uint32_t pkcs15_ScSetAuthenticationObject(CardHandle card, TokenContext *tokenContext,
+                                          const AuthenticationType *authObject, const uint8_t *oldValue,
+                                          uint32_t oldLength, const uint8_t *newValue, uint32_t newLength,
+                                          uint32_t flags, uint8_t *retries, uint32_t *cardError);
 
 /* ---- construction ----------------------------------------------------------------------------------------------- */
 
