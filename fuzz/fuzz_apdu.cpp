@@ -4,7 +4,7 @@
 
 namespace {
 
-// DFs with and without a name, the three kinds of EF, a short identifier, access conditions, a PIN.
+// DFs with and without a name, the three kinds of EF, a short identifier, access conditions, PINs of every sort, keys.
 constexpr const char *image_text = R"({ "format": "zelmo virtual card 1",
   "root": { "fid": "3F00", "kind": "df", "files": [
     { "fid": "2F00", "kind": "transparent", "size": 40, "data": "61084F03A00001510100" },
@@ -14,7 +14,12 @@ constexpr const char *image_text = R"({ "format": "zelmo virtual card 1",
       { "fid": "4401", "kind": "linear-variable", "records": ["610100", "", "62"], "maxRecord": 40 },
       { "fid": "4402", "kind": "transparent", "data": "0102", "access": { "read": { "pin": 129 }, "update": "never" } },
       { "fid": "DF02", "kind": "df", "files": [ { "fid": "0001", "kind": "transparent", "data": "07" } ] } ] } ] },
-  "pins": [ { "reference": 129, "value": "31323334", "maxTries": 3 } ] })";
+  "pins": [ { "reference": 129, "value": "31323334", "maxTries": 3, "minLength": 2, "maxLength": 6, "unblockedBy": 2 },
+    { "reference": 2, "value": "32", "maxTries": 0, "access": { "change": "always", "unblock": "always" } },
+    { "reference": 3 } ],
+  "keys": [ { "reference": 1, "algorithm": "3des", "value": "000102030405060708090A0B0C0D0E0F", "maxTries": 0 },
+    { "reference": 2, "algorithm": "aes", "value": "000102030405060708090A0B0C0D0E0F",
+      "access": { "change": { "pin": 2 } } } ] })";
 
 void check_answer(const virtualcard::Bytes &answer) {
     fuzz::require(answer.size() >= 2, "answer", "it has a status word");

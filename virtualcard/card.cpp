@@ -2,23 +2,39 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <utility>
 
 namespace virtualcard {
 
 const VirtualCard::Instruction VirtualCard::instructions[] = {
-    {0x20, &VirtualCard::verify},          {0x84, &VirtualCard::getChallenge},  {0xA4, &VirtualCard::select},
-    {0xB0, &VirtualCard::readBinary},      {0xB1, &VirtualCard::readBinaryOdd}, {0xB2, &VirtualCard::readRecord},
-    {0xC0, &VirtualCard::getResponse},     {0xCA, &VirtualCard::getData},       {0xD6, &VirtualCard::updateBinary},
-    {0xD7, &VirtualCard::updateBinaryOdd}, {0xDC, &VirtualCard::updateRecord},  {0xE2, &VirtualCard::appendRecord},
+    {0x20, &VirtualCard::verify},
+    {0x24, &VirtualCard::changeReferenceData},
+    {0x2C, &VirtualCard::resetRetryCounter},
+    {0x82, &VirtualCard::externalAuthenticate},
+    {0x84, &VirtualCard::getChallenge},
+    {0xA4, &VirtualCard::select},
+    {0xB0, &VirtualCard::readBinary},
+    {0xB1, &VirtualCard::readBinaryOdd},
+    {0xB2, &VirtualCard::readRecord},
+    {0xC0, &VirtualCard::getResponse},
+    {0xCA, &VirtualCard::getData},
+    {0xD6, &VirtualCard::updateBinary},
+    {0xD7, &VirtualCard::updateBinaryOdd},
+    {0xD8, &VirtualCard::putKey, true},
+    {0xDC, &VirtualCard::updateRecord},
+    {0xE2, &VirtualCard::appendRecord},
 };
 
 namespace {
 
 constexpr uint8_t insGetResponse = 0xC0;
+constexpr uint8_t proprietaryClass = 0x80;
 
-// First interindustry class: no channel but 0, no secure messaging, no chaining.
+// First interindustry class: no channel but 0, no secure messaging, no chaining. And one class of our own.
 uint16_t classStatus(uint8_t cla) {
+    if (cla == proprietaryClass)
+        return sw::ok;
     if ((cla & 0xE0u) != 0)
         return sw::unknownClass;
     if ((cla & 0x10u) != 0)
@@ -52,6 +68,7 @@ void VirtualCard::save() {
 void VirtualCard::reset() {
     makeCurrent({&image_.root});
     proven_ = {};
+    challenge_.clear();
     held_.clear();
 }
 
@@ -63,13 +80,17 @@ Bytes VirtualCard::transmit(std::span<const uint8_t> command) {
 }
 
 VirtualCard::Answer VirtualCard::keep(Answer answer) {
-    if (!changed_)
-        return answer;
+    return !changed_ || persist() ? answer : sw::memoryFailure;
+}
+
+bool VirtualCard::persist() {
     try {
         save();
-        return answer;
+        return true;
     } catch (const ImageError &) {
-        return sw::memoryFailure;
+        return false;
+    } catch (const std::bad_alloc &) {
+        return false;
     }
 }
 
@@ -85,9 +106,13 @@ VirtualCard::Answer VirtualCard::execute(std::span<const uint8_t> octets) {
 }
 
 VirtualCard::Answer VirtualCard::dispatch(const Command &command) {
-    const auto *found = std::find_if(std::begin(instructions), std::end(instructions),
-                                     [&command](const Instruction &entry) { return entry.ins == command.ins; });
-    return found != std::end(instructions) ? (this->*found->handler)(command) : Answer(sw::unknownInstruction);
+    const bool proprietary = command.cla == proprietaryClass;
+    const auto *found = std::find_if(std::begin(instructions), std::end(instructions), [&](const Instruction &entry) {
+        return entry.ins == command.ins && entry.proprietary == proprietary;
+    });
+    if (found == std::end(instructions))
+        return proprietary ? sw::unknownClass : sw::unknownInstruction;
+    return (this->*found->handler)(command);
 }
 
 // What exceeds the wanted length waits for GET RESPONSE.

@@ -55,6 +55,7 @@ class VirtualCard {
     struct Instruction {
         uint8_t ins;
         Handler handler;
+        bool proprietary = false;  // of class 80
     };
     // The place of a record in the current EF, or why there is none.
     struct RecordPlace {
@@ -68,6 +69,7 @@ class VirtualCard {
     Answer dispatch(const Command &command);
     Answer fit(Answer answer, const Command &command);
     Answer keep(Answer answer);
+    bool persist();
 
     // card_select.cpp
     Answer select(const Command &command);
@@ -76,6 +78,7 @@ class VirtualCard {
     std::vector<File *> locateByPath(std::vector<File *> from, std::span<const uint8_t> path);
     void makeCurrent(std::vector<File *> chain);
     uint16_t selectShort(uint8_t sfi);
+    const File *application() const;
 
     // card_binary.cpp
     Answer readBinary(const Command &command);
@@ -97,7 +100,23 @@ class VirtualCard {
     Answer getData(const Command &command);
     Answer getResponse(const Command &command);
     Answer getChallenge(const Command &command);
+
+    // card_secret.cpp
     Answer verify(const Command &command);
+    Answer forget(uint8_t reference);
+    Answer changeReferenceData(const Command &command);
+    Answer resetRetryCounter(const Command &command);
+    Answer externalAuthenticate(const Command &command);
+    Answer putKey(const Command &command);
+    Secret *findPin(uint8_t reference);
+    Secret *findKey(uint8_t reference);
+    bool allowed(const Secret &secret, Operation operation, const AccessCondition &otherwise) const;
+    bool keepTries(Secret &secret, uint8_t tries);
+    uint16_t compare(Secret &secret, std::span<const uint8_t> expected, std::span<const uint8_t> presented);
+    uint16_t prove(SecretKind kind, Secret &secret, std::span<const uint8_t> expected,
+                   std::span<const uint8_t> presented);
+    uint16_t setValue(Secret &secret, std::span<const uint8_t> value);
+    uint16_t unblockWithCode(const Secret &pin, std::span<const uint8_t> &data, bool newValueFollows);
 
     uint16_t usable(const File &file, Operation operation) const;
 
@@ -111,6 +130,7 @@ class VirtualCard {
     File *ef_ = nullptr;       // the current EF
     std::optional<size_t> record_;
     SecurityStatus proven_;
+    Bytes challenge_;  // that a key may answer once
     // The rest of an answer that GET RESPONSE is to fetch.
     Bytes held_;
     uint16_t heldStatus_ = sw::ok;

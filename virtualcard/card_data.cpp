@@ -1,5 +1,5 @@
-// GET DATA, GET RESPONSE, GET CHALLENGE and VERIFY.
-#include <algorithm>
+// GET DATA, GET RESPONSE and GET CHALLENGE.
+#include <set>
 #include <sys/random.h>
 #include <utility>
 
@@ -27,10 +27,12 @@ Bytes description(const CardImage &image) {
     return out;
 }
 
-uint16_t triesStatus(const Secret &secret) {
-    if (secret.maxTries == 0)
-        return sw::verificationFailed;
-    return static_cast<uint16_t>(sw::triesLeft | std::min<unsigned>(secret.triesLeft, 15));
+// The host looks for references without the bit that makes them specific, of which two may then be the same.
+Bytes withoutTopBits(const std::vector<uint8_t> &references) {
+    std::set<uint8_t> plain;
+    for (const uint8_t reference : references)
+        plain.insert(reference & 0x7Fu);
+    return {plain.begin(), plain.end()};
 }
 
 }  // namespace
@@ -40,7 +42,7 @@ VirtualCard::Answer VirtualCard::getData(const Command &command) {
         return sw::wrongLength;
     switch (command.p1 << 8 | command.p2) {
         case provenKeys:
-            return Bytes(proven_.keys.begin(), proven_.keys.end());
+            return withoutTopBits(proven_.references(SecretKind::key));
         case cardDescription:
             return description(image_);
         default:
@@ -66,33 +68,10 @@ VirtualCard::Answer VirtualCard::getChallenge(const Command &command) {
     if (command.ne == 0 || command.ne > 256 || !command.data.empty())
         return sw::wrongLength;
     Bytes challenge(command.ne);
-    return getentropy(challenge.data(), challenge.size()) == 0 ? Answer(std::move(challenge)) : sw::memoryFailure;
-}
-
-// Without data it asks for the tries left.
-VirtualCard::Answer VirtualCard::verify(const Command &command) {
-    if (command.p1 != 0)
-        return sw::wrongParameters;
-    const auto pin = std::find_if(image_.pins.begin(), image_.pins.end(),
-                                  [&command](const Secret &secret) { return secret.reference == command.p2; });
-    if (pin == image_.pins.end())
-        return sw::referenceNotFound;
-    const bool counted = pin->maxTries != 0;
-    if (counted && pin->triesLeft == 0)
-        return sw::blocked;
-    if (command.data.empty())
-        return proven_.pins.count(pin->reference) != 0 ? sw::ok : triesStatus(*pin);
-    const bool right = std::equal(pin->value.begin(), pin->value.end(), command.data.begin(), command.data.end());
-    const uint8_t before = pin->triesLeft;
-    if (counted)
-        pin->triesLeft = right ? pin->maxTries : static_cast<uint8_t>(before - 1);
-    changed_ = pin->triesLeft != before;
-    if (!right) {
-        proven_.pins.erase(pin->reference);
-        return triesStatus(*pin);
-    }
-    proven_.pins.insert(pin->reference);
-    return sw::ok;
+    if (getentropy(challenge.data(), challenge.size()) != 0)
+        return sw::noDiagnosis;
+    challenge_ = challenge;
+    return challenge;
 }
 
 }  // namespace virtualcard

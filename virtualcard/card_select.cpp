@@ -154,6 +154,13 @@ void VirtualCard::makeCurrent(std::vector<File *> chain) {
         chain.pop_back();
     }
     dfs_ = std::move(chain);
+    proven_.enter(application());
+}
+
+// The innermost DF with a name, or the root.
+const File *VirtualCard::application() const {
+    const auto named = std::find_if(dfs_.rbegin(), dfs_.rend(), [](const File *df) { return !df->name.empty(); });
+    return named != dfs_.rend() ? *named : &image_.root;
 }
 
 uint16_t VirtualCard::selectShort(uint8_t sfi) {

@@ -21,8 +21,9 @@ using Bytes = std::vector<uint8_t>;
 enum class FileKind : uint8_t { df, transparent, linearVariable, tlvRecords };
 enum class FileState : uint8_t { activated, deactivated, terminated };
 
-/// What an access condition can stand for. `create` and `remove` are for a DF, the rest for an EF.
-enum class Operation : uint8_t { read, update, append, create, remove };
+/// What an access condition can stand for. `read` to `append` are for an EF, `create` and `remove` for a DF, `change`
+/// for a secret, `unblock` for a PIN.
+enum class Operation : uint8_t { read, update, append, create, remove, change, unblock };
 
 /// Bounds that hold for every image.
 namespace limits {
@@ -30,6 +31,7 @@ inline constexpr size_t fileSize = 0xFFFF;       ///< octets of a transparent fi
 inline constexpr size_t recordSize = 0xFFFF;     ///< octets of one record
 inline constexpr size_t records = 254;           ///< records of one file: a record number is one octet, 255 reserved
 inline constexpr size_t depth = 8;               ///< DFs inside each other, the root included
+inline constexpr size_t secret = 255;            ///< octets of a PIN or a key
 inline constexpr size_t conditionDepth = 8;      ///< access conditions inside each other
 inline constexpr size_t imageText = 16u << 20u;  ///< octets of an image file
 }  // namespace limits
@@ -51,13 +53,24 @@ struct File {
     std::vector<Bytes> records;                   ///< Record EF: the records, each as long as it is.
 };
 
+/// How the holder of a key answers a challenge: by enciphering it, as one block, under the key.
+enum class KeyAlgorithm : uint8_t { aes, tripleDes };
+
 /// A PIN or a key: a value with a retry counter. `maxTries` 0 stands for no counter.
 struct Secret {
     uint8_t reference = 0;
-    Bytes value;
+    Bytes value;  ///< PIN: empty until it is set.
     uint8_t maxTries = 3;
     uint8_t triesLeft = 3;
+    std::map<Operation, AccessCondition> access;  ///< What is absent has a rule of its own: see docs/image-format.md.
+    size_t minLength = 1;                         ///< PIN: least octets of a new value.
+    size_t maxLength = limits::secret;            ///< PIN: most octets of a new value.
+    std::optional<uint8_t> unblockedBy;           ///< PIN: the PIN that unblocks it.
+    std::optional<KeyAlgorithm> algorithm;        ///< Key: what it can authenticate with.
 };
+
+/// Whether a key of this algorithm can have so many octets.
+bool keyLengthFits(KeyAlgorithm algorithm, size_t octets);
 
 /// A whole card.
 struct CardImage {

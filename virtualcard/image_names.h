@@ -25,12 +25,14 @@ inline constexpr std::array<std::pair<FileState, std::string_view>, 3> states = 
     {FileState::terminated, "terminated"},
 }};
 
-inline constexpr std::array<std::pair<Operation, std::string_view>, 5> operations = {{
+inline constexpr std::array<std::pair<Operation, std::string_view>, 7> operations = {{
     {Operation::read, "read"},
     {Operation::update, "update"},
     {Operation::append, "append"},
     {Operation::create, "create"},
     {Operation::remove, "delete"},
+    {Operation::change, "change"},
+    {Operation::unblock, "unblock"},
 }};
 
 inline constexpr std::array<std::pair<AccessCondition::Kind, std::string_view>, 6> conditions = {{
@@ -40,6 +42,11 @@ inline constexpr std::array<std::pair<AccessCondition::Kind, std::string_view>, 
     {AccessCondition::Kind::key, "key"},
     {AccessCondition::Kind::all, "and"},
     {AccessCondition::Kind::any, "or"},
+}};
+
+inline constexpr std::array<std::pair<KeyAlgorithm, std::string_view>, 2> algorithms = {{
+    {KeyAlgorithm::aes, "aes"},
+    {KeyAlgorithm::tripleDes, "3des"},
 }};
 
 }  // namespace virtualcard::names

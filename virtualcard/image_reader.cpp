@@ -170,14 +170,23 @@ AccessCondition readCondition(const Node &node, size_t depth) {
     return condition;
 }
 
-void readAccess(const Node &node, File &file) {
-    const bool df = file.kind == FileKind::df;
+using Access = std::map<Operation, AccessCondition>;
+
+// `what` is what has no operations but these, for messages.
+Access readAccess(const Node &node, std::initializer_list<Operation> allowed, const std::string &what) {
+    Access access;
     node.eachMember([&](const std::string &name, const Node &condition) {
         const Operation operation = condition.lookUp(names::operations, name);
-        if (df != (operation == Operation::create || operation == Operation::remove))
-            condition.fail(df ? "is no operation of a DF" : "is no operation of an EF");
-        file.access[operation] = readCondition(condition, 1);
+        if (std::find(allowed.begin(), allowed.end(), operation) == allowed.end())
+            condition.fail("is no operation of " + what);
+        access[operation] = readCondition(condition, 1);
     });
+    return access;
+}
+
+Access readFileAccess(const Node &node, FileKind kind) {
+    return kind == FileKind::df ? readAccess(node, {Operation::create, Operation::remove}, "a DF")
+                                : readAccess(node, {Operation::read, Operation::update, Operation::append}, "an EF");
 }
 
 void readContent(const Node &node, File &file) {
@@ -265,19 +274,51 @@ File readFile(const Node &node, size_t depth) {
     if (node.has("sfi"))
         file.sfi = static_cast<uint8_t>(node.at("sfi").number(1, 30));
     if (node.has("access"))
-        readAccess(node.at("access"), file);
+        file.access = readFileAccess(node.at("access"), file.kind);
     readBody(node, file, depth);
     return file;
 }
 
-std::vector<Secret> readSecrets(const Node &node) {
+Secret readPin(const Node &node) {
+    node.expectMembers(
+        {"reference", "value", "maxTries", "triesLeft", "access", "minLength", "maxLength", "unblockedBy"});
+    Secret pin;
+    if (node.has("value"))
+        pin.value = node.at("value").hex(1, limits::secret);
+    if (node.has("access"))
+        pin.access = readAccess(node.at("access"), {Operation::change, Operation::unblock}, "a PIN");
+    if (node.has("minLength"))
+        pin.minLength = node.at("minLength").number(1, limits::secret);
+    if (node.has("maxLength"))
+        pin.maxLength = node.at("maxLength").number(pin.minLength, limits::secret);
+    if (node.has("unblockedBy"))
+        pin.unblockedBy = static_cast<uint8_t>(node.at("unblockedBy").number(0, 255));
+    return pin;
+}
+
+Secret readKey(const Node &node) {
+    node.expectMembers({"reference", "value", "maxTries", "triesLeft", "access", "algorithm"});
+    Secret key;
+    const Node value = node.at("value");
+    key.value = value.hex(1, limits::secret);
+    if (node.has("access"))
+        key.access = readAccess(node.at("access"), {Operation::change}, "a key");
+    if (!node.has("algorithm"))
+        return key;
+    const Node algorithm = node.at("algorithm");
+    key.algorithm = algorithm.oneOf(names::algorithms);
+    if (!keyLengthFits(*key.algorithm, key.value.size()))
+        value.fail("has " + std::to_string(key.value.size()) + " octets, which no key of \"" + algorithm.text() +
+                   "\" has");
+    return key;
+}
+
+std::vector<Secret> readSecrets(const Node &node, Secret (*read)(const Node &element)) {
     std::vector<Secret> secrets;
     std::set<uint8_t> references;
     node.eachElement([&](const Node &element) {
-        element.expectMembers({"reference", "value", "maxTries", "triesLeft"});
-        Secret secret;
+        Secret secret = read(element);
         secret.reference = static_cast<uint8_t>(element.at("reference").number(0, 255));
-        secret.value = element.at("value").hex(1, 255);
         if (element.has("maxTries"))
             secret.maxTries = static_cast<uint8_t>(element.at("maxTries").number(0, 15));
         secret.triesLeft = secret.maxTries;
@@ -288,6 +329,22 @@ std::vector<Secret> readSecrets(const Node &node) {
         secrets.push_back(std::move(secret));
     });
     return secrets;
+}
+
+// A PIN may stand before the one that unblocks it, so that all must have been read.
+std::vector<Secret> readPins(const Node &node) {
+    std::vector<Secret> pins = readSecrets(node, readPin);
+    node.eachElement([&pins](const Node &element) {
+        if (!element.has("unblockedBy"))
+            return;
+        const Node unblocker = element.at("unblockedBy");
+        const size_t reference = unblocker.number(0, 255);
+        const bool known = std::any_of(pins.begin(), pins.end(),
+                                       [reference](const Secret &pin) { return pin.reference == reference; });
+        if (!known || element.at("reference").number(0, 255) == reference)
+            unblocker.fail("must be the reference of another PIN");
+    });
+    return pins;
 }
 
 void readCard(const Node &node, CardImage &image) {
@@ -358,9 +415,9 @@ CardImage parseImage(std::string_view text, const std::string &name) {
     if (image.root.kind != FileKind::df || image.root.fid != rootFileId)
         root.fail("must be the DF 3F00");
     if (top.has("pins"))
-        image.pins = readSecrets(top.at("pins"));
+        image.pins = readPins(top.at("pins"));
     if (top.has("keys"))
-        image.keys = readSecrets(top.at("keys"));
+        image.keys = readSecrets(top.at("keys"), readKey);
     return image;
 }
 

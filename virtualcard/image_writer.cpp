@@ -70,6 +70,11 @@ void addRecords(Json &json, const File &file) {
         json["records"].push_back(hex(record));
 }
 
+void addAccess(Json &json, const std::map<Operation, AccessCondition> &access) {
+    for (const auto &[operation, condition] : access)
+        json["access"][nameIn(names::operations, operation)] = toJson(condition);
+}
+
 Json toJson(const File &file);
 
 void addBody(Json &json, const File &file) {
@@ -97,19 +102,35 @@ Json toJson(const File &file) {
         json["sfi"] = *file.sfi;
     if (file.state != FileState::activated)
         json["state"] = nameIn(names::states, file.state);
-    for (const auto &[operation, condition] : file.access)
-        json["access"][nameIn(names::operations, operation)] = toJson(condition);
+    addAccess(json, file.access);
     addBody(json, file);
+    return json;
+}
+
+// Of what only PINs or only keys have, the rest has the defaults, which are left out.
+Json toJson(const Secret &secret) {
+    const Secret defaults;
+    Json json = {{"reference", secret.reference}};
+    if (secret.algorithm)
+        json["algorithm"] = nameIn(names::algorithms, *secret.algorithm);
+    if (!secret.value.empty())
+        json["value"] = hex(secret.value);
+    if (secret.minLength != defaults.minLength)
+        json["minLength"] = secret.minLength;
+    if (secret.maxLength != defaults.maxLength)
+        json["maxLength"] = secret.maxLength;
+    json["maxTries"] = secret.maxTries;
+    json["triesLeft"] = secret.triesLeft;
+    if (secret.unblockedBy)
+        json["unblockedBy"] = *secret.unblockedBy;
+    addAccess(json, secret.access);
     return json;
 }
 
 Json toJson(const std::vector<Secret> &secrets) {
     Json json = Json::array();
     for (const Secret &secret : secrets)
-        json.push_back({{"reference", secret.reference},
-                        {"value", hex(secret.value)},
-                        {"maxTries", secret.maxTries},
-                        {"triesLeft", secret.triesLeft}});
+        json.push_back(toJson(secret));
     return json;
 }
 

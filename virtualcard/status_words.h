@@ -20,6 +20,7 @@ inline constexpr uint16_t noChaining = 0x6884;
 inline constexpr uint16_t wrongFileKind = 0x6981;
 inline constexpr uint16_t securityStatus = 0x6982;
 inline constexpr uint16_t blocked = 0x6983;
+inline constexpr uint16_t notUsable = 0x6984;  ///< A PIN that is not set, a key that cannot authenticate.
 inline constexpr uint16_t conditionsOfUse = 0x6985;
 inline constexpr uint16_t noCurrentFile = 0x6986;
 inline constexpr uint16_t wrongData = 0x6A80;
@@ -34,6 +35,7 @@ inline constexpr uint16_t outsideFile = 0x6B00;
 inline constexpr uint16_t exactLength = 0x6C00;  ///< Low octet: the length to ask for.
 inline constexpr uint16_t unknownInstruction = 0x6D00;
 inline constexpr uint16_t unknownClass = 0x6E00;
+inline constexpr uint16_t noDiagnosis = 0x6F00;
 inline constexpr uint16_t ok = 0x9000;
 
 }  // namespace virtualcard::sw

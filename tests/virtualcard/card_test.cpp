@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "hex.h"
+#include "session.h"
 
 namespace {
 
@@ -32,26 +33,11 @@ const char *const cardText = R"({
   "keys": []
 })";
 
-struct Exchange {
-    const char *command;
-    const char *answer;
-};
-
-struct Session {
-    const char *name;
-    std::vector<Exchange> exchanges;
-};
-
-void PrintTo(const Session &session, std::ostream *out) {
-    *out << session.name;
-}
-
 class CardSession : public testing::TestWithParam<Session> {};
 
 TEST_P(CardSession, AnswersAsTheTableSays) {
     VirtualCard card(virtualcard::parseImage(cardText, "test"));
-    for (const Exchange &exchange : GetParam().exchanges)
-        ASSERT_EQ(toHex(card.transmit(fromHex(exchange.command))), toHex(fromHex(exchange.answer))) << exchange.command;
+    GetParam().run(card);
 }
 
 const Session selections[] = {
@@ -258,11 +244,10 @@ const Session others[] = {
       {"01 A4 00 00", "68 81"}}},
 };
 
-const auto nameOf = [](const testing::TestParamInfo<Session> &info) { return std::string(info.param.name); };
-INSTANTIATE_TEST_SUITE_P(Selection, CardSession, testing::ValuesIn(selections), nameOf);
-INSTANTIATE_TEST_SUITE_P(Binary, CardSession, testing::ValuesIn(binaries), nameOf);
-INSTANTIATE_TEST_SUITE_P(Record, CardSession, testing::ValuesIn(records), nameOf);
-INSTANTIATE_TEST_SUITE_P(Other, CardSession, testing::ValuesIn(others), nameOf);
+INSTANTIATE_TEST_SUITE_P(Selection, CardSession, testing::ValuesIn(selections), sessionName);
+INSTANTIATE_TEST_SUITE_P(Binary, CardSession, testing::ValuesIn(binaries), sessionName);
+INSTANTIATE_TEST_SUITE_P(Record, CardSession, testing::ValuesIn(records), sessionName);
+INSTANTIATE_TEST_SUITE_P(Other, CardSession, testing::ValuesIn(others), sessionName);
 
 // Each beginning of good commands, in a block of just its size, so that a read past its end is seen.
 TEST(VirtualCard, AnswersTruncatedCommands) {

@@ -27,6 +27,11 @@ std::string withFiles(const std::string &files) {
     return R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df","files":[)" + files + "]}}";
 }
 
+// The text of an image with these secrets.
+std::string withSecrets(const std::string &kind, const std::string &secrets) {
+    return R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"},")" + kind + "\":[" + secrets + "]}";
+}
+
 std::string errorOf(const std::string &text) {
     try {
         parseImage(text, "x.card");
@@ -125,6 +130,56 @@ TEST(ImageReader, RefusesWithFilePathAndReason) {
         EXPECT_THAT(errorOf(refusal.text), testing::HasSubstr(refusal.message)) << refusal.text.substr(0, 300);
 }
 
+TEST(ImageReader, RefusesSecretsThatCannotBe) {
+    const std::string pin = R"({"reference":1)";
+    const std::string key = R"({"reference":1,"value":"000102030405060708090A0B0C0D0E0F")";
+    const std::string octets32 = R"("000102030405060708090A0B0C0D0E0F000102030405060708090A0B0C0D0E0F")";
+    const Refusal refusals[] = {
+        {withSecrets("pins", R"({"value":"31"})"), "x.card: $.pins[0]: member \"reference\" is missing"},
+        {withSecrets("pins", pin + R"(,"value":""})"), "x.card: $.pins[0].value: has 0 octets, must have 1 to 255"},
+        {withSecrets("pins", pin + R"(,"minLength":0})"), "$.pins[0].minLength: must be a whole number from 1 to 255"},
+        {withSecrets("pins", pin + R"(,"maxLength":256})"),
+         "$.pins[0].maxLength: must be a whole number from 1 to 255"},
+        {withSecrets("pins", pin + R"(,"minLength":5,"maxLength":4})"),
+         "$.pins[0].maxLength: must be a whole number from 5 to 255"},
+        {withSecrets("pins", pin + R"(,"unblockedBy":2})"),
+         "$.pins[0].unblockedBy: must be the reference of another PIN"},
+        {withSecrets("pins", pin + R"(,"unblockedBy":1})"),
+         "$.pins[0].unblockedBy: must be the reference of another PIN"},
+        {withSecrets("pins", pin + R"(,"unblockedBy":256})"), "$.pins[0].unblockedBy: must be a whole number from 0"},
+        {withSecrets("pins", pin + R"(,"algorithm":"aes"})"), "$.pins[0]: unknown member \"algorithm\""},
+        {withSecrets("pins", pin + R"(,"access":{"read":"always"}})"),
+         "$.pins[0].access.read: is no operation of a PIN"},
+        {withSecrets("pins", pin + R"(,"access":{"change":"pin"}})"),
+         "$.pins[0].access.change: \"pin\" needs an argument"},
+        {withSecrets("keys", R"({"reference":1})"), "$.keys[0]: member \"value\" is missing"},
+        {withSecrets("keys", key + R"(,"unblockedBy":2})"), "$.keys[0]: unknown member \"unblockedBy\""},
+        {withSecrets("keys", key + R"(,"minLength":2})"), "$.keys[0]: unknown member \"minLength\""},
+        {withSecrets("keys", key + R"(,"access":{"unblock":"always"}})"),
+         "$.keys[0].access.unblock: is no operation of a key"},
+        {withSecrets("keys", key + R"(,"algorithm":"des"})"),
+         "$.keys[0].algorithm: \"des\" is none of \"aes\", \"3des\""},
+        {withSecrets("keys", R"({"reference":1,"value":"00","algorithm":"aes"})"),
+         "$.keys[0].value: has 1 octets, which no key of \"aes\" has"},
+        {withSecrets("keys", R"({"reference":1,"algorithm":"3des","value":)" + octets32 + "}"),
+         "$.keys[0].value: has 32 octets, which no key of \"3des\" has"},
+        {withFiles(R"({"fid":"2F00","kind":"transparent","access":{"change":"always"}})"),
+         "$.root.files[0].access.change: is no operation of an EF"},
+        {withFiles(R"({"fid":"5015","kind":"df","access":{"unblock":"always"}})"),
+         "$.root.files[0].access.unblock: is no operation of a DF"},
+    };
+    for (const Refusal &refusal : refusals)
+        EXPECT_THAT(errorOf(refusal.text), testing::HasSubstr(refusal.message)) << refusal.text;
+}
+
+TEST(ImageReader, AcceptsSecretsInAnyOrderAndForm) {
+    EXPECT_EQ(errorOf(withSecrets("pins", R"({"reference":1,"unblockedBy":2},{"reference":2,"value":"00"})")),
+              "accepted");
+    EXPECT_EQ(errorOf(withSecrets("pins", R"({"reference":1,"value":"31","minLength":4,"maxLength":4})")), "accepted")
+        << "the bounds are for new values";
+    EXPECT_EQ(errorOf(withSecrets("keys", R"({"reference":1,"value":"00"})")), "accepted") << "for conditions alone";
+}
+
 TEST(ImageReader, AcceptsWhatLiesJustInside) {
     EXPECT_EQ(errorOf(nestedDfs(7)), "accepted");
     EXPECT_EQ(errorOf(nestedConditions(8)), "accepted");
@@ -155,8 +210,12 @@ TEST(ImageWriter, RoundTrips) {
         {"fid":"5015","kind":"df","name":"A0","files":[
           {"fid":"4401","kind":"tlv-records","maxRecord":9,"maxRecords":2,"records":["","01FF"]},
           {"fid":"4402","kind":"linear-variable","records":[]}]}]},
-      "pins":[{"reference":129,"value":"3132","maxTries":5,"triesLeft":0}],
-      "keys":[{"reference":8,"value":"00"}]})";
+      "pins":[{"reference":129,"value":"3132","maxTries":5,"triesLeft":0},
+              {"reference":2,"minLength":4,"maxLength":12,"unblockedBy":129,
+               "access":{"change":{"key":8},"unblock":"always"}}],
+      "keys":[{"reference":8,"value":"00"},
+              {"reference":9,"algorithm":"3des","value":"0123456789ABCDEF23456789ABCDEF01",
+               "access":{"change":{"pin":2}}}]})";
     const std::string once = formatImage(parseImage(text, "x"));
     EXPECT_EQ(once, formatImage(parseImage(once, "y")));
     const CardImage image = parseImage(once, "x");
@@ -166,6 +225,14 @@ TEST(ImageWriter, RoundTrips) {
     EXPECT_EQ(first.access.size(), 3u);
     EXPECT_EQ(image.pins[0].triesLeft, 0);
     EXPECT_EQ(image.keys[0].maxTries, 3);
+    EXPECT_FALSE(image.keys[0].algorithm);
+    EXPECT_EQ(image.keys[1].algorithm, virtualcard::KeyAlgorithm::tripleDes);
+    EXPECT_EQ(image.keys[1].access.count(virtualcard::Operation::change), 1u);
+    EXPECT_TRUE(image.pins[1].value.empty());
+    EXPECT_EQ(image.pins[1].minLength, 4u);
+    EXPECT_EQ(image.pins[1].maxLength, 12u);
+    EXPECT_EQ(image.pins[1].unblockedBy, 129);
+    EXPECT_EQ(image.pins[1].access.size(), 2u);
     EXPECT_EQ(toHex(image.root.files.back().files.front().records[1]), "01 FF");
     EXPECT_THAT(once, testing::HasSubstr(R"("data": "01")"));
 }

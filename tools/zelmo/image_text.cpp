@@ -51,6 +51,10 @@ std::string_view operationName(Operation operation) {
             return "create";
         case Operation::remove:
             return "delete";
+        case Operation::change:
+            return "change";
+        case Operation::unblock:
+            return "unblock";
     }
     return "";
 }

@@ -16,6 +16,7 @@ using virtualcard::FileKind;
 using virtualcard::Operation;
 
 constexpr uint32_t sequence_tag = 16;
+constexpr uint8_t stored_length = 8;
 constexpr std::initializer_list<uint8_t> pin_id = {0x01};
 constexpr std::initializer_list<uint8_t> puk_id = {0x02};
 
@@ -151,7 +152,7 @@ class Objects {
         type->pinFlags = arena_.bits(facts.flags);
         type->pinType = 1;
         type->minLength = arena_.integer(facts.least);
-        type->storedLength = arena_.integer(8);
+        type->storedLength = arena_.integer(stored_length);
         type->maxLength = arena_.integer(facts.most);
         type->pinReference = arena_.integer(facts.reference);
         type->padChar = arena_.octets({0x00});
@@ -184,10 +185,17 @@ File transparentFile(uint16_t fid, Octets data, AccessCondition::Kind read) {
     return file;
 }
 
+/// A PIN as its object says: digits, padded to the stored length.
 virtualcard::Secret secret(uint8_t reference, std::string_view digits, uint8_t tries) {
-    Bytes value(8);
-    std::copy(digits.begin(), digits.end(), value.begin());
-    return {reference, value, tries, tries};
+    virtualcard::Secret pin;
+    pin.reference = reference;
+    pin.value.assign(stored_length, 0);
+    std::copy(digits.begin(), digits.end(), pin.value.begin());
+    pin.minLength = stored_length;
+    pin.maxLength = stored_length;
+    pin.maxTries = tries;
+    pin.triesLeft = tries;
+    return pin;
 }
 
 AlgorithmInfo algorithm(Arena &arena, uint32_t reference, uint32_t mechanism,
@@ -229,7 +237,9 @@ std::vector<File> objectFiles() {
 }
 
 std::vector<virtualcard::Secret> pins() {
-    return {secret(pin_reference, "1234", 3), secret(puk_reference, "12345678", 10)};
+    std::vector<virtualcard::Secret> all = {secret(pin_reference, "1234", 3), secret(puk_reference, "12345678", 10)};
+    all.front().unblockedBy = puk_reference;
+    return all;
 }
 
 Bytes tokenInfo(const Bytes &serial, bool records) {
