@@ -51,7 +51,11 @@ AuthToken::AuthToken() : files_(false), dialog_(find_dialog_double()) {
          pin_object({new_pin, 0x04, "4100", 0x00}), pin_object({numberless_pin, {}, "4100"}),
          auth_key_object(key, 0x46), auth_key_object(global_key, 0x47), auth_key_object(pathless_key, 0x48),
          auth_key_object(numberless_key, 0x49)});
+    add(files_, PKCS15_CERTIFICATES, "4004",
+        {der(0x30, {der(0x30, {hex("03020780"), der(0x04, {octet(plain_pin)})}), der(0x30, {hex("040143")}),
+                    der(0xA1, {der(0x30, {der(0x30, {hex("04024301 020100 800105")})})})})});
     context_ = acquire(files_);
+    certificates_ = walk(get(), PKCS15_CERTIFICATES, refresh);
     card_.emplace();
     script({});
 }

@@ -50,6 +50,10 @@ class AuthToken {
     /// Borrowed from the context.
     AuthenticationType *object(uint8_t authId);
     PinAttributes &pin(uint8_t authId);
+    /// A private certificate behind plain_pin: five octets in the file 4301.
+    ObjectReference *certificate() {
+        return certificates_.at(0).get();
+    }
     /// Remembers "1234", or another value, for an object.
     void remember(uint8_t authId, const std::string &value = "1234");
     /// What is remembered, as "authId=value", in the order of the cache.
@@ -70,6 +74,7 @@ class AuthToken {
   private:
     TokenCard files_;
     Context context_;
+    std::vector<Ref> certificates_;
     std::optional<ScriptedCard> card_;
     LogCapture log_;
     DialogDouble *dialog_;
