@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "hex.h"
+#include "support/temp_directory.h"
 #include "virtualcard/card.h"
 
 namespace {
@@ -240,14 +241,7 @@ TEST(ImageWriter, RoundTrips) {
 class ImageFile : public testing::Test {
   protected:
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "zelmo-image-XXXXXX").string();
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory = name;
-        file = (directory / "a.card").string();
         virtualcard::writeImage(file, parseImage(withFiles(R"({"fid":"2F00","kind":"transparent","size":4})"), "x"));
-    }
-    void TearDown() override {
-        fs::remove_all(directory);
     }
     size_t filesInDirectory() const {
         return static_cast<size_t>(std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
@@ -257,8 +251,9 @@ class ImageFile : public testing::Test {
         text << std::ifstream(file).rdbuf();
         return text.str();
     }
-    fs::path directory;
-    std::string file;
+    const TempDirectory own;
+    const fs::path &directory = own.path();
+    const std::string file = own.file("a.card");
 };
 
 const std::vector<uint8_t> update = fromHex("00 D6 00 00 02 AB CD");

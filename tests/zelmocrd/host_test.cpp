@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "scripted_transport.h"
+#include "support/temp_directory.h"
 
 namespace {
 
@@ -18,21 +19,16 @@ constexpr uint32_t invalidParameter = 0x80100004;
 
 class Directory : public testing::Test {
   protected:
-    void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "zelmo-readers-XXXXXX").string();
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        path = name;
-    }
     void TearDown() override {
         unsetenv("ZELMOCRD_CARDS");
-        fs::remove_all(path);
     }
     std::string write(const std::string &name, const std::string &text) const {
         const fs::path file = path / name;
         std::ofstream(file) << text;
         return "virtual:" + file.string();
     }
-    fs::path path;
+    const TempDirectory directory;
+    const fs::path &path = directory.path();
 };
 
 const std::string emptyCard = R"({"format":"zelmo virtual card 1","root":{"fid":"3F00","kind":"df"}})";

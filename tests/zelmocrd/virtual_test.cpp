@@ -1,16 +1,14 @@
 // The card service with the virtual card behind it.
-#include <cstdlib>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <numeric>
 
+#include "support/temp_directory.h"
 #include "virtualcard/hex.h"
 #include "virtualcard/image.h"
 #include "zelmocrd/zelmocrd.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 using virtualcard::File;
 using virtualcard::FileKind;
@@ -62,16 +60,11 @@ virtualcard::CardImage testImage(bool extendedLength) {
 class VirtualReader : public testing::TestWithParam<bool> {
   protected:
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "zelmo-virtual-XXXXXX").string();
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        directory = name;
-        file = (directory / "a.card").string();
         virtualcard::writeImage(file, testImage(GetParam()));
         ASSERT_EQ(zelmocrd_OpenCard(("virtual:" + file).c_str(), 0, &card), 0u);
     }
     void TearDown() override {
         EXPECT_EQ(zelmocrd_CloseCard(card), 0u);
-        fs::remove_all(directory);
     }
     uint32_t select(uint16_t fid, FileInfo *info = nullptr) const {
         const uint8_t path[] = {0x3F, 0x00, static_cast<uint8_t>(fid >> 8), static_cast<uint8_t>(fid)};
@@ -90,8 +83,8 @@ class VirtualReader : public testing::TestWithParam<bool> {
         return counters.commands;
     }
 
-    fs::path directory;
-    std::string file;
+    const TempDirectory directory;
+    const std::string file = directory.file("a.card");
     CardHandle card = 0;
 };
 
