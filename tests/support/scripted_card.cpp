@@ -22,6 +22,8 @@ class Arguments {
         EXPECT_EQ(card, test_card) << operation;
     }
     Arguments &octets(const uint8_t *data, uint32_t length) {
+        if (current != nullptr && current->forgetful)
+            return say("***");
         if (data == nullptr) {
             EXPECT_EQ(length, 0u) << call_.operation << ": no data, but a length";
             call_.first_is_null |= call_.octets.empty();

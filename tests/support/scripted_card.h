@@ -52,6 +52,7 @@ class CardDouble {
 
     CardAnswer ask(CardCall call);
     std::map<uint8_t, ExtendedAlgorithmInfo> bounds;  ///< For scard_GetExtendedAlgorithmInfo().
+    bool forgetful = false;                           ///< Octet strings are not noted, so that no copy of them remains.
 
   private:
     virtual CardAnswer answer(const CardCall &call) = 0;
