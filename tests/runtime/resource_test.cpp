@@ -114,7 +114,8 @@ TEST(Resource, TextsAreCutAtTheBuffer) {
     EXPECT_EQ(in(fmt, 5).substr(0, 4), std::string("%n%\0", 4));
     EXPECT_EQ(in(fmtLatin1, 9), std::string("%n%s78\0\0\0", 9));
     EXPECT_EQ(in(formatFills, 8), std::string("123456\0\0", 8)) << "the format is terminated all the same";
-    for (char *buffer : {static_cast<char *>(nullptr), std::string().data()}) {
+    char none = '?';
+    for (char *buffer : {static_cast<char *>(nullptr), &none}) {
         EXPECT_EQ(brovy_LoadStringResourceUtf8(&tables, 1, buffer, 0), nullptr);
         EXPECT_EQ(brovy_LoadStringResourceA(&tables, 1, buffer, 0), nullptr);
         EXPECT_EQ(brovy_LoadStringResourceFmtUtf8(&tables, 1, buffer, 0), nullptr);
