@@ -119,7 +119,8 @@ uint16_t VirtualCard::setValue(Secret &secret, Octets value) {
     const bool kept = keepTries(secret, secret.maxTries);
     if (!kept)
         std::swap(secret.value, other);
-    explicit_bzero(other.data(), other.size());
+    if (!other.empty())
+        explicit_bzero(other.data(), other.size());
     return kept ? sw::ok : sw::memoryFailure;
 }
 

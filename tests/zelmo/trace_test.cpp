@@ -1,8 +1,11 @@
 #include "zelmo/trace.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 
+#include "support/temp_directory.h"
 #include "zelmo/text.h"
+#include "zelmocrd/zelmocrd.h"
 
 namespace {
 
@@ -28,6 +31,10 @@ TEST(Trace, MasksWhatCanBeSecret) {
         {"0084000008", "01020304050607089000", "card > 00 84 00 00 08\ncard < [masked] 90 00 (1.25 ms)\n"},
         {"80B00000020102", "9000", "card > 80 B0 00 00 [masked]\ncard < 90 00 (1.25 ms)\n"},  // not ISO's own
         {"00D8000002AABB", "9000", "card > 00 D8 00 00 [masked]\ncard < 90 00 (1.25 ms)\n"},  // not known
+        {"80D8000102AABB", "9000", "card > 80 D8 00 01 [masked]\ncard < 90 00 (1.25 ms)\n"},
+        {"0020FF80", "9000", "card > 00 20 FF 80\ncard < 90 00 (1.25 ms)\n"},
+        {"0024010101 35", "9000", "card > 00 24 01 01 [masked]\ncard < 90 00 (1.25 ms)\n"},
+        {"0020000100000431323334", "6700", "card > 00 20 00 01 [masked]\ncard < 67 00 (1.25 ms)\n"},
         {"0020", "6700", "card > 00 20\ncard < 67 00 (1.25 ms)\n"},
         {"00A40000", "", "card > 00 A4 00 00\ncard < (1.25 ms)\n"},
     };
@@ -44,6 +51,57 @@ TEST(Trace, WhatIsFetchedLaterIsMaskedToo) {
     EXPECT_EQ(traced(trace, "00C0000002", "CCDD9000"), "card > 00 C0 00 00 02\ncard < [masked] 90 00 (1.25 ms)\n");
     traced(trace, "00A4000400", "6102");
     EXPECT_EQ(traced(trace, "00C0000002", "62009000"), "card > 00 C0 00 00 02\ncard < 62 00 90 00 (1.25 ms)\n");
+}
+
+// Every operation that carries a secret, against a card, through the trace as the command sets it.
+TEST(Trace, NoSecretOfASessionIsInIt) {
+    const TempDirectory directory;
+    const std::string file = directory.file("a.card");
+    std::ofstream(file) << R"({ "format": "zelmo virtual card 1", "root": { "fid": "3F00", "kind": "df" },
+        "pins": [ { "reference": 1, "value": "3137313731", "unblockedBy": 2 }, { "reference": 2, "value": "3238323832" } ],
+        "keys": [ { "reference": 1, "algorithm": "aes", "value": "C1C2C3C4C5C6C7C8C9CACBCCCDCECFC0",
+                    "access": { "change": "always" } } ] })";
+    struct Log {
+        zelmo::CommandTrace trace;
+        std::string text;
+    } log;
+    const auto write = [](const uint8_t *command, uint32_t commandLength, const uint8_t *answer, uint32_t answerLength,
+                          double milliseconds, void *context) {
+        auto *to = static_cast<Log *>(context);
+        to->text += to->trace.format({command, commandLength}, {answer, answerLength}, milliseconds);
+    };
+    CardHandle card = 0;
+    ASSERT_EQ(zelmocrd_OpenCard(("virtual:" + file).c_str(), 0, &card), 0u);
+    ASSERT_EQ(zelmocrd_SetTrace(card, write, &log), 0u);
+
+    const std::string pin = "17171";
+    const std::string puk = "28282";
+    const std::string fresh = "39393";
+    const std::string wrong = "46464";
+    const std::string key(16, 'k');
+    const std::string answer(16, 'a');
+    const auto octets = [](const std::string &text) { return reinterpret_cast<const uint8_t *>(text.data()); };
+    const auto size = [](const std::string &text) { return static_cast<uint32_t>(text.size()); };
+    std::string challenge(16, '\0');
+    EXPECT_EQ(scardcmd_VerifyPIN(card, 1, octets(wrong), 5, nullptr, 0), 0xA0116300u);
+    EXPECT_EQ(scardcmd_VerifyPIN(card, 1, octets(pin), 5, nullptr, 0), 0u);
+    EXPECT_EQ(scardcmd_ChangeReferenceData(card, 0, 1, octets(pin), 5, octets(fresh), 5, 0), 0u);
+    EXPECT_EQ(scardcmd_ChangeReferenceData(card, 1, 1, nullptr, 0, octets(pin), 5, 0), 0u);
+    EXPECT_EQ(scardcmd_ResetRetryCounter(card, 0, 1, octets(puk), 5, octets(fresh), 5, 0), 0u);
+    EXPECT_EQ(scardcmd_ResetRetryCounter(card, 0, 1, octets(wrong), 5, nullptr, 0, 0), 0xA0116300u);
+    EXPECT_EQ(scard_GetRandom(card, reinterpret_cast<uint8_t *>(challenge.data()), 16), 0u);
+    EXPECT_EQ(scardcmd_ExternalAuthenticate(card, 1, octets(answer), 16, 0), 0xA0116300u);
+    EXPECT_EQ(scardcmd_ChangeKeyData(card, 0, 1, octets(key), size(key), 0), 0u);
+    EXPECT_EQ(zelmocrd_CloseCard(card), 0u);
+
+    EXPECT_EQ(std::count(log.text.begin(), log.text.end(), '>'), 9) << log.text;
+    for (const std::string &secret : {pin, puk, fresh, wrong, key, answer, challenge}) {
+        // A part of it would betray a secret too; the trace is in hexadecimal.
+        const std::span<const uint8_t> some(octets(secret), 4);
+        EXPECT_EQ(log.text.find(zelmo::hex(some, " ")), std::string::npos) << log.text;
+        EXPECT_EQ(log.text.find(zelmo::hex(some)), std::string::npos) << log.text;
+        EXPECT_EQ(log.text.find(secret), std::string::npos) << log.text;
+    }
 }
 
 TEST(Trace, LongDataIsBrokenIntoLines) {
