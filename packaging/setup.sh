@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 
 packages_build=(g++ cmake ninja-build pkg-config libpcsclite-dev libcli11-dev nlohmann-json3-dev libfmt-dev
-                libunistring-dev libssl-dev)
+                libunistring-dev libssl-dev libassuan-dev)
 packages_test=(libgtest-dev libgmock-dev python3 python3-pyasn1 python3-pyasn1-modules openssl
                clang-19 libclang-rt-19-dev clang-format-14 clang-tidy-14)
 packages_bench=(libbenchmark-dev libtasn1-6-dev)

@@ -1,0 +1,31 @@
+// A program that is talked to over its standard input and output.
+#ifndef ZELMODLG_PROCESS_H
+#define ZELMODLG_PROCESS_H
+
+#include <string>
+#include <sys/types.h>
+
+namespace zelmodlg {
+
+/// A child process; it is gone at the latest when its object is.
+class Process {
+  public:
+    /// Starts the program at `path` without arguments, its standard input and output being `channel` and its standard
+    /// error /dev/null. It inherits no other descriptor, no blocked signal, and the environment as it is. Throws
+    /// std::system_error.
+    Process(const std::string &path, int channel);
+    Process(const Process &) = delete;
+    Process &operator=(const Process &) = delete;
+    /// Waits for the end; a program that takes too long is first asked and then made to end.
+    ~Process();
+
+  private:
+    /// Whether the process is gone, after waiting for that long at most.
+    bool goneWithin(int milliseconds);
+
+    pid_t pid_ = -1;
+};
+
+}  // namespace zelmodlg
+
+#endif
