@@ -62,6 +62,11 @@ gpg_error_t appendAnswer(void *answer, const void *octets, size_t size) {
     return 0;
 }
 
+/// A program may ask something in between, such as how good a new PIN is; it gets an empty answer.
+gpg_error_t noAnswer(void *, const char *) {
+    return 0;
+}
+
 /// The first of the variables with a value.
 std::string firstSet(std::initializer_list<const char *> names) {
     for (const char *name : names) {
@@ -199,7 +204,7 @@ Outcome Pinentry::ask(const char *line, Secret *answer) {
 }
 
 gpg_error_t Pinentry::transact(const char *line, Secret *answer) {
-    return assuan_transact(context_.get(), line, appendAnswer, answer, nullptr, nullptr, nullptr, nullptr);
+    return assuan_transact(context_.get(), line, appendAnswer, answer, noAnswer, nullptr, nullptr, nullptr);
 }
 
 Outcome Pinentry::askSecret(const Question &question, Secret &answer) {
@@ -210,16 +215,22 @@ Outcome Pinentry::askSecret(const Question &question, Secret &answer) {
     return shown ? ask("GETPIN", &answer) : Outcome::broken;
 }
 
+bool Pinentry::describe(const Notice &notice) {
+    // Programs for terminals have no place for a title, so it is part of the text as well.
+    std::string text(notice.title);
+    if (!text.empty())
+        text += "\n\n";
+    text += notice.text;
+    return connected_ && command("SETTITLE " + percentEscaped(notice.title)) &&
+           command("SETDESC " + percentEscaped(text));
+}
+
 Outcome Pinentry::tell(const Notice &notice) {
-    const bool shown = connected_ && command("SETTITLE " + percentEscaped(notice.title)) &&
-                       command("SETDESC " + percentEscaped(notice.text));
-    return shown ? ask("MESSAGE") : Outcome::broken;
+    return describe(notice) ? ask("MESSAGE") : Outcome::broken;
 }
 
 Outcome Pinentry::confirm(const Notice &notice) {
-    const bool shown = connected_ && command("SETTITLE " + percentEscaped(notice.title)) &&
-                       command("SETDESC " + percentEscaped(notice.text));
-    return shown ? ask("CONFIRM") : Outcome::broken;
+    return describe(notice) ? ask("CONFIRM") : Outcome::broken;
 }
 
 }  // namespace zelmodlg

@@ -36,7 +36,9 @@ class Pinentry final : public Dialog {
     void setOptions();
     /// Sends a command and waits for its end; false when the program did not do it.
     bool command(const std::string &line);
-    /// The same for a command that the person answers.
+    /// Shows title and text by the next question.
+    bool describe(const Notice &notice);
+    /// Sends a command that the person answers.
     Outcome ask(const char *line, Secret *answer = nullptr);
     gpg_error_t transact(const char *line, Secret *answer);
 

@@ -46,9 +46,10 @@ bool ControllingTerminal::change(const termios &modes) {
 
 void ControllingTerminal::restore() {
     termios now;
-    if (tcgetattr(descriptor_, &now) != 0 || same(now, modes_))
+    // In the background the modes are the shell's or another program's.
+    if (tcgetattr(descriptor_, &now) != 0 || same(now, modes_) || tcgetpgrp(descriptor_) != getpgrp())
         return;
-    // Also from the background: nobody else would.
+    // Should that change right now, the process must not be stopped in here.
     sigset_t stop, before;
     sigemptyset(&stop);
     sigaddset(&stop, SIGTTOU);

@@ -7,7 +7,7 @@
 namespace zelmodlg {
 
 /// The controlling terminal, open for as long as the object lives. Whatever happens to the terminal's modes meanwhile,
-/// they are put back at the end.
+/// they are put back at the end, unless this process is in the background then.
 class ControllingTerminal {
   public:
     ControllingTerminal();
@@ -30,7 +30,7 @@ class ControllingTerminal {
     bool remember();
     /// Sets modes, and drops what has been typed ahead; false when the terminal does not take them.
     bool change(const termios &modes);
-    /// Puts the modes back where they differ.
+    /// Puts the modes back, where they differ and this process is in the foreground.
     void restore();
 
   private:

@@ -11,6 +11,8 @@ namespace zelmodlg {
 namespace {
 
 constexpr size_t greatestText = 900;
+/// Leaves room for the command in front.
+constexpr size_t greatestEscaped = 980;
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 constexpr std::string_view ellipsis = "\xE2\x80\xA6";
 
@@ -119,15 +121,13 @@ std::string cleanText(const char *text) {
 
 std::string percentEscaped(std::string_view text) {
     std::string result;
-    for (const char c : text) {
-        if (c == '%')
-            result += "%25";
-        else if (c == '\n')
-            result += "%0A";
-        else if (c == '\r')
-            result += "%0D";
-        else
-            result += c;
+    while (!text.empty()) {
+        const std::string_view character = text.substr(0, std::max<size_t>(firstCharacter(text).length, 1));
+        const std::string_view escaped = character == "%" ? "%25" : character == "\n" ? "%0A" : character;
+        if (result.size() + escaped.size() > greatestEscaped - ellipsis.size())
+            return result.append(ellipsis);
+        result += escaped;
+        text.remove_prefix(character.size());
     }
     return result;
 }

@@ -78,7 +78,7 @@ uint32_t scdlg_ChangePIN(uintptr_t owner, uintptr_t prompt, uintptr_t oldPin, ui
  * Shows a message until the person closes it.
  *
  * @param text     const char *: the message.
- * @param caption  const char *: the dialog's title; the terminal shows it above the text.
+ * @param caption  const char *: the dialog's title, which also stands above the text.
  * @return SCDLG_BOX_OK, SCDLG_BOX_CANCELLED or SCDLG_BOX_FAILED.
  */
 uint32_t scdlg_MessageBox(uintptr_t owner, uintptr_t text, uintptr_t caption);
