@@ -43,16 +43,19 @@ bool isIgnored(const struct sigaction &action) {
     return (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_IGN;
 }
 
+bool isIgnored(int signal) {
+    struct sigaction action;
+    return sigaction(signal, nullptr, &action) == 0 && isIgnored(action);
+}
+
 }  // namespace
 
-SignalWatch::SignalWatch(std::initializer_list<int> always, std::initializer_list<int> deadly) {
-    watched_.reserve(always.size() + deadly.size());
+SignalWatch::SignalWatch(std::initializer_list<WatchedSignal> signals) {
+    replaced_.reserve(signals.size());
     if (pipe2(pipe_, O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::system_error(errno, std::generic_category());
-    for (const int signal : always)
-        watch(signal, true);
-    for (const int signal : deadly)
-        watch(signal, false);
+    for (const WatchedSignal &wanted : signals)
+        watch(wanted);
 }
 
 SignalWatch::~SignalWatch() {
@@ -62,30 +65,31 @@ SignalWatch::~SignalWatch() {
 }
 
 void SignalWatch::stop() {
-    for (const Watched &watched : watched_) {
+    for (const Replaced &replaced : replaced_) {
         struct sigaction now;
         // Whoever has set another handler meanwhile keeps it.
-        if (sigaction(watched.signal, nullptr, &now) == 0 && isOurs(now))
-            sigaction(watched.signal, &watched.before, nullptr);
-        reports[static_cast<size_t>(watched.signal)] = 0;
+        if (sigaction(replaced.signal, nullptr, &now) == 0 && isOurs(now))
+            sigaction(replaced.signal, &replaced.before, nullptr);
+        reports[static_cast<size_t>(replaced.signal)] = 0;
     }
-    watched_.clear();
+    replaced_.clear();
     while (handlersRunning != 0)
         sched_yield();
 }
 
-void SignalWatch::watch(int signal, bool evenHandled) {
-    Watched watched = {signal, {}};
-    if (sigaction(signal, nullptr, &watched.before) != 0 || isIgnored(watched.before) ||
-        (!evenHandled && !isDefault(watched.before)))
+void SignalWatch::watch(const WatchedSignal &wanted) {
+    Replaced replaced = {wanted.signal, {}};
+    if (sigaction(wanted.signal, nullptr, &replaced.before) != 0 ||
+        (wanted.when == Catch::unlessIgnored && isIgnored(replaced.before)) ||
+        (wanted.when == Catch::ifDeadly && !isDefault(replaced.before)))
         return;
     struct sigaction action = {};
     action.sa_sigaction = onSignal;
     action.sa_flags = SA_SIGINFO | SA_RESTART;
     sigfillset(&action.sa_mask);
-    reports[static_cast<size_t>(signal)] = pipe_[1] + 1;
-    sigaction(signal, &action, nullptr);
-    watched_.push_back(watched);
+    reports[static_cast<size_t>(wanted.signal)] = pipe_[1] + 1;
+    sigaction(wanted.signal, &action, nullptr);
+    replaced_.push_back(replaced);
 }
 
 std::optional<Caught> SignalWatch::take() {
@@ -97,7 +101,15 @@ std::optional<Caught> SignalWatch::take() {
 }
 
 Interruptions::Interruptions(uint64_t &passOn)
-    : watch_({SIGINT, SIGTERM, SIGHUP, SIGQUIT}, {SIGALRM, SIGUSR1, SIGUSR2}), passOn_(passOn) {}
+    : interruptIgnored_(isIgnored(SIGINT)),
+      watch_({{SIGINT, Catch::always},
+              {SIGTERM, Catch::unlessIgnored},
+              {SIGHUP, Catch::unlessIgnored},
+              {SIGQUIT, Catch::unlessIgnored},
+              {SIGALRM, Catch::ifDeadly},
+              {SIGUSR1, Catch::ifDeadly},
+              {SIGUSR2, Catch::ifDeadly}}),
+      passOn_(passOn) {}
 
 Interruptions::~Interruptions() {
     // In this order no signal falls between.
@@ -107,8 +119,10 @@ Interruptions::~Interruptions() {
 
 bool Interruptions::ended() {
     while (const std::optional<Caught> caught = watch_.take()) {
-        ended_ = true;
         const bool answer = caught->signal == SIGINT && caught->typed;
+        if (caught->signal == SIGINT && !answer && interruptIgnored_)
+            continue;
+        ended_ = true;
         if (!answer)
             passOn_ |= uint64_t{1} << caught->signal;
     }

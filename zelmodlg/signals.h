@@ -16,13 +16,23 @@ struct Caught {
     bool typed;  ///< By a key of the terminal, not by a process.
 };
 
-/// Catches signals in whichever thread they arrive, until its end. Those that the host ignores stay ignored. A signal
-/// is watched by one watch at a time. Throws std::system_error.
+/// When a signal is caught.
+enum class Catch {
+    always,
+    unlessIgnored,  ///< By the host.
+    ifDeadly,       ///< Where it would end or stop the process.
+};
+
+struct WatchedSignal {
+    int signal;
+    Catch when;
+};
+
+/// Catches signals in whichever thread they arrive, until its end. A signal is watched by one watch at a time. Throws
+/// std::system_error.
 class SignalWatch {
   public:
-    /// @param always  caught even when the host has a handler of its own
-    /// @param deadly  caught where they would otherwise end or stop the process
-    explicit SignalWatch(std::initializer_list<int> always, std::initializer_list<int> deadly = {});
+    explicit SignalWatch(std::initializer_list<WatchedSignal> signals);
     SignalWatch(const SignalWatch &) = delete;
     SignalWatch &operator=(const SignalWatch &) = delete;
     ~SignalWatch();
@@ -37,17 +47,18 @@ class SignalWatch {
     void stop();
 
   private:
-    void watch(int signal, bool evenHandled);
+    void watch(const WatchedSignal &wanted);
 
-    struct Watched {
+    struct Replaced {
         int signal;
         struct sigaction before;
     };
     int pipe_[2] = {-1, -1};
-    std::vector<Watched> watched_;
+    std::vector<Replaced> replaced_;
 };
 
-/// The signals that end a dialog, for the time of one call.
+/// The signals that end a dialog, for the time of one call. An interrupt that was typed is an answer, even to a host
+/// that ignores interrupts.
 class Interruptions {
   public:
     /// @param passOn  receives, at the latest at the end, the signals that the host still has to get: bit n for signal
@@ -67,6 +78,7 @@ class Interruptions {
     bool endedSoon();
 
   private:
+    const bool interruptIgnored_;
     SignalWatch watch_;
     uint64_t &passOn_;
     bool ended_ = false;

@@ -64,7 +64,7 @@ Outcome Terminal::read(const std::string &intro, Echo echo, Secret &line) {
 }
 
 Terminal::Step Terminal::readOnce(const std::string &intro, Echo echo, Secret &line) {
-    SignalWatch jobControl({SIGTSTP, SIGCONT});
+    SignalWatch jobControl({{SIGTSTP, Catch::unlessIgnored}, {SIGCONT, Catch::unlessIgnored}});
     Step step = Step::broken;
     if (terminal_.remember() && terminal_.change(askingModes(echo)) && writeAll(intro))
         step = readLine(jobControl, line);

@@ -14,8 +14,8 @@ namespace zelmodlg {
 /// Line feeds stay.
 std::string cleanText(const char *text);
 
-/// Clean text for a command of the pinentry protocol: "%" and line feeds as %25 and %0A. Of a text that its line of 1000
-/// octets cannot hold the end is left out.
+/// Clean text for a command of the pinentry protocol: "%" and line feeds as %25 and %0A. Of a text that its line of
+/// 1000 octets cannot hold the end is left out.
 std::string percentEscaped(std::string_view text);
 
 /// Name of the character set of the environment's locale, such as "UTF-8".

@@ -33,10 +33,10 @@ def until(condition, what):
     raise AssertionError(f"waited in vain for {what}")
 
 
-class TerminalHost:
-    """A host that leads a session on a terminal of its own, or is run there by a shell's job control."""
+class TerminalProgram:
+    """A program that leads a session on a terminal of its own: a host of the dialogs, or a shell that runs one."""
 
-    def __init__(self, environment, arguments):
+    def __init__(self, environment, command):
         self.seen = b""
         # The other side stays open, so that modes can be read when the host has gone.
         self.master, self.slave = pty.openpty()
@@ -48,7 +48,7 @@ class TerminalHost:
                 for descriptor in (0, 1, 2):
                     os.dup2(self.slave, descriptor)
                 os.closerange(3, 4096)
-                os.execve(HOST, [HOST, LIBRARY, *arguments], environment)
+                os.execve(command[0], command, environment)
             finally:
                 os._exit(127)
 
@@ -144,7 +144,7 @@ class DialogCase(unittest.TestCase):
         return json.loads(done.stdout)
 
     def on_terminal(self, *arguments, **changes):
-        host = TerminalHost(self.environment(**changes), arguments)
+        host = TerminalProgram(self.environment(**changes), [HOST, LIBRARY, *arguments])
         self.addCleanup(host.close)
         return host
 

@@ -2,11 +2,12 @@
 
 import os
 import signal
+import subprocess
 import termios
 import time
 import unittest
 
-from dialog_case import CANCELLED, FAILED, DialogCase, until
+from dialog_case import CANCELLED, FAILED, HOST, LIBRARY, DialogCase, TerminalProgram, until
 
 
 class Answers(DialogCase):
@@ -125,7 +126,6 @@ class Answers(DialogCase):
 
     def has_locale(self, name):
         """Makes the locale in a folder of its own; C libraries come without most of them."""
-        import subprocess
         folder = self.folder / "locales"
         folder.mkdir()
         made = subprocess.run(["localedef", "-i", "de_DE", "-f", "ISO-8859-1", str(folder / name)],
@@ -192,13 +192,19 @@ class Signals(DialogCase):
 
     def test_ignored_signals(self):
         host = self.asking("-i", str(int(signal.SIGINT)), "-i", str(int(signal.SIGHUP)))
-        host.type(b"\x03")
+        host.kill(signal.SIGINT)
         host.kill(signal.SIGHUP)
         time.sleep(0.1)
-        host.type(b"\n")
-        host.expect(b"{")
+        host.type(b"34\n")
         report = host.report()
-        self.assertEqual((report["result"], report["handled"]), (0, {}))
+        self.assertEqual((report["result"], report["pin"], report["handled"]), (0, b"1234".hex(), {}))
+        self.assert_untouched(report)
+
+    def test_typed_interrupt_answers_a_host_that_ignores_interrupts(self):
+        host = self.asking("-i", str(int(signal.SIGINT)))
+        host.type(b"\x03")
+        report = host.report()
+        self.assertEqual(report["result"], CANCELLED)
         self.assert_untouched(report)
 
     def test_handled_alarms_do_not_disturb(self):
@@ -220,13 +226,7 @@ class Signals(DialogCase):
 
     def shell(self):
         """A host as a job of a shell that does job control, on a terminal."""
-        from dialog_case import HOST, LIBRARY, TerminalHost
-        import dialog_case
-        dialog_case.HOST = "/bin/bash"
-        self.addCleanup(setattr, dialog_case, "HOST", HOST)
-        dialog_case.LIBRARY = "--norc"
-        self.addCleanup(setattr, dialog_case, "LIBRARY", LIBRARY)
-        host = TerminalHost(self.environment(PS1="> "), ["--noediting", "-i"])
+        host = TerminalProgram(self.environment(PS1="> "), ["/bin/bash", "--norc", "--noediting", "-i"])
         self.addCleanup(host.close)
         host.expect(b"> ")
         host.type(f"{HOST} {LIBRARY} get PROMPT 64\n".encode())

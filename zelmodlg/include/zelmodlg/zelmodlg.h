@@ -18,8 +18,8 @@
  *     Nothing is thrown, and nothing but the dialog is written anywhere.
  *  6. While a dialog is open, SIGINT, SIGTERM, SIGHUP and SIGQUIT (unless ignored), and SIGALRM, SIGUSR1 and SIGUSR2
  *     (where they would end the process) end it as cancelled; when the terminal and the dispositions are as they were
- *     before, the signal is raised again. An interrupt that was typed at the terminal is the answer "cancel" and is not
- *     raised again.
+ *     before, the signal is raised again. An interrupt that was typed at the terminal is the answer "cancel", also to a
+ *     host that ignores interrupts, and is not raised again.
  */
 #ifndef ZELMODLG_ZELMODLG_H
 #define ZELMODLG_ZELMODLG_H

@@ -1,0 +1,131 @@
+"""The pinentry programs that Debian has, driven by keys in tmux."""
+
+import json
+import os
+import pathlib
+import shlex
+import shutil
+import subprocess
+import unittest
+
+from dialog_case import CANCELLED, HOST, LIBRARY, DialogCase, until
+
+TMUX = shutil.which("tmux")
+
+
+@unittest.skipIf(TMUX is None, "tmux is not installed")
+class Installed(DialogCase):
+    def tmux(self, *arguments):
+        done = subprocess.run([TMUX, "-S", str(self.folder / "tmux"), "-f", "/dev/null", "-u", *arguments],
+                              capture_output=True, env={**os.environ, "LC_ALL": "C.UTF-8"}, timeout=30)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return done.stdout.decode()
+
+    def start(self, name, *arguments, terminal="screen"):
+        """A host in a terminal of 80 by 24 characters, with one pinentry program on its PATH."""
+        self.link(name)
+        terminfo = next(f for f in ("/usr/share/terminfo", "/lib/terminfo") if pathlib.Path(f, "s/screen").exists())
+        environment = self.environment(TERM=terminal, TERMINFO=terminfo)
+        command = ["env", "-i", *(f"{k}={v}" for k, v in environment.items()), HOST, LIBRARY, *arguments]
+        report = self.folder / "report"
+        line = f"{shlex.join(command)} >{report}; stty -a >{self.folder}/stty; sleep 60"
+        self.tmux("new-session", "-d", "-x", "80", "-y", "24", line)
+        self.addCleanup(self.tmux, "kill-server")
+        self.report_file = report
+
+    def screen(self):
+        return self.tmux("capture-pane", "-p")
+
+    def expect(self, *texts):
+        try:
+            until(lambda: all(text in self.screen() for text in texts), texts)
+        except AssertionError:
+            self.fail(f"{texts} not in:\n{self.screen()}")
+
+    def keys(self, *keys):
+        self.tmux("send-keys", *keys)
+
+    def result(self):
+        stty = self.folder / "stty"
+        until(lambda: stty.exists() and stty.read_text(), f"the end:\n{self.screen()}")
+        words = stty.read_text().replace(";", " ").split()
+        for mode in ("echo", "icanon", "isig", "icrnl", "opost"):
+            self.assertIn(mode, words)
+        report = json.loads(self.report_file.read_text())
+        self.assert_untouched(report)
+        return report["result"], bytes.fromhex(report.get("pin", "")).decode()
+
+    def each(self):
+        for name in ("pinentry-tty", "pinentry-curses"):
+            with self.subTest(name=name):
+                yield name
+                # The next one begins anew.
+                self.doCleanups()
+                self.setUp()
+
+    def test_pin(self):
+        for name in self.each():
+            self.start(name, "get", "Geben Sie die PIN für %s 100% ein.", "64")
+            self.expect("Geben Sie die PIN für %s 100% ein.", "PIN:")
+            self.keys("12x", "BSpace", "34")
+            self.assertNotIn("34", self.screen())
+            self.keys("Enter")
+            self.assertEqual(self.result(), (0, "1234"))
+
+    def test_interrupt_cancels(self):
+        for name in self.each():
+            self.start(name, "get", "Question", "64")
+            self.expect("Question", "PIN:")
+            self.keys("12", "C-c")
+            self.assertEqual(self.result(), (CANCELLED, ""))
+
+    def test_cancel_button(self):
+        self.start("pinentry-curses", "get", "Question", "64")
+        self.expect("Question", "PIN:")
+        self.keys("12", "Tab", "Tab", "Enter")
+        self.assertEqual(self.result(), (CANCELLED, ""))
+
+    def test_too_long(self):
+        for name in self.each():
+            self.start(name, "get", "Question", "4")
+            self.expect("Question", "PIN:")
+            self.keys("12345", "Enter")
+            self.expect("too long: at most 4 characters.")
+            self.keys("1234", "Enter")
+            self.assertEqual(self.result(), (0, "1234"))
+
+    def test_longest_label(self):
+        for name in self.each():
+            self.start(name, "get", "x" * 255, "64")
+            self.expect("xxxxx", "PIN:")
+            self.keys("1234", "Enter")
+            self.assertEqual(self.result(), (0, "1234"))
+
+    def test_message(self):
+        for name in self.each():
+            self.start(name, "box", "Card %s removed", "Zelmop")
+            self.expect("Zelmop", "Card %s removed", "OK")
+            self.keys("Enter")
+            self.assertEqual(self.result(), (1, ""))
+
+    def test_insert_card(self):
+        for name, yes, no in (("pinentry-tty", ["o"], ["c"]), ("pinentry-curses", ["Enter"], ["Tab", "Enter"])):
+            for keys, result in ((yes, 0), (no, CANCELLED)):
+                with self.subTest(name=name, keys=keys):
+                    self.start(name, "insert", "Insert a card", "Reader 1")
+                    self.expect("Insert a card", "Reader 1", "OK", "Cancel")
+                    self.keys(*keys)
+                    self.assertEqual(self.result(), (result, ""))
+                    self.doCleanups()
+                    self.setUp()
+
+    def test_terminal_that_curses_does_not_know(self):
+        self.link("pinentry-tty")
+        self.start("pinentry-curses", "get", "Question", "64", terminal="unheard-of")
+        self.expect("Question")
+        self.keys("1234", "Enter")
+        self.assertEqual(self.result(), (0, "1234"))
+
+
+if __name__ == "__main__":
+    unittest.main()
