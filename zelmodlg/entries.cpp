@@ -44,7 +44,7 @@ size_t choice(std::string_view line, size_t count) {
     return error == std::errc() && end == line.data() + line.size() && number <= count ? number : 0;
 }
 
-Outcome choose(Interruptions &interruptions, std::string list, size_t count, size_t &selected) {
+Outcome choose(Interruptions &interruptions, const std::string &list, size_t count, size_t &selected) {
     Terminal terminal(interruptions);
     for (int attempt = 0; attempt < 3; ++attempt) {
         Secret line;

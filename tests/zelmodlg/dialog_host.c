@@ -1,13 +1,14 @@
 /* A host of the dialogs: opens the library as the token library does, runs one entry and prints what came of it.
  *
- * usage: dialog_host LIBRARY [-i SIGNAL] [-h SIGNAL] ENTRY ARGUMENT...
+ * usage: dialog_host LIBRARY [-i SIGNAL] [-h SIGNAL] [-w FILE] ENTRY ARGUMENT...
  *   get PROMPT CAPACITY
  *   change PROMPT OLD_CAPACITY NEW_CAPACITY MIN_LENGTH      OLD_CAPACITY 0: the present PIN is not asked for
  *   box TEXT CAPTION
  *   insert PROMPT [READER]
  *   slot PROMPT NAME...
  *   pad TEXT
- * -i ignores a signal, -h handles it. Prints to standard output one line of JSON when the entry has returned.
+ * -i ignores a signal, -h handles it. -w overwrites the host's own copies of PINs, makes FILE and waits for its end.
+ * Prints to standard output one line of JSON when the entry has returned.
  */
 #include <dlfcn.h>
 #include <signal.h>
@@ -29,6 +30,7 @@ typedef uint32_t (*Entry9)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t
                            uintptr_t);
 
 static volatile sig_atomic_t handled[SIGNALS];
+static const char *wait_file;
 
 static void count(int number) {
     handled[number]++;
@@ -60,8 +62,12 @@ static char *new_buffer(uintptr_t capacity) {
     return buffer;
 }
 
-static void print_pin(const char *name, const char *buffer, uintptr_t capacity) {
+static void print_pin(const char *name, char *buffer, uintptr_t capacity) {
     size_t i;
+    if (wait_file != NULL) {
+        explicit_bzero(buffer, capacity);
+        return;
+    }
     if (buffer[capacity] != 0 || buffer[capacity + 1] != '\x5A') {
         fputs("written behind the buffer\n", stderr);
         exit(4);
@@ -151,12 +157,22 @@ int main(int argc, char **argv) {
         fprintf(stderr, "%s\n", dlerror());
         return 3;
     }
-    for (argv += 2; (*argv)[0] == '-'; argv += 2)
-        signal(atoi(argv[1]), strcmp(*argv, "-i") == 0 ? SIG_IGN : count);
+    for (argv += 2; (*argv)[0] == '-'; argv += 2) {
+        if (strcmp(*argv, "-w") == 0)
+            wait_file = argv[1];
+        else
+            signal(atoi(argv[1]), strcmp(*argv, "-i") == 0 ? SIG_IGN : count);
+    }
     for (n = 1; n < SIGNALS; n++)
         sigaction(n, NULL, &before[n]);
     run(library, argv[0], argv + 1);
     dlclose(library);
+    if (wait_file != NULL) {
+        FILE *file = fopen(wait_file, "w");
+        if (file == NULL || fclose(file) != 0)
+            return 3;
+        pause();
+    }
     print_state(before);
     return 0;
 }

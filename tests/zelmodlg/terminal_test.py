@@ -118,7 +118,8 @@ class Answers(DialogCase):
             cases.append(("de_DE.ISO-8859-1", b"f\xfcr", b"p\xe41", "pä1".encode()))
         for locale, shown, typed, pin in cases:
             with self.subTest(locale=locale):
-                host = self.ask("get", "für", "64", LC_ALL=locale)
+                # The C library itself leaks a copy of LOCPATH.
+                host = self.ask("get", "für", "64", LC_ALL=locale, ASAN_OPTIONS="detect_leaks=0")
                 host.expect_question()
                 self.assertEqual(host.seen, shown + b"\r\nPIN: ")
                 host.type(typed + b"\n")
