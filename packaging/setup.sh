@@ -4,7 +4,8 @@
 packages_build=(g++ cmake ninja-build pkg-config libpcsclite-dev libcli11-dev nlohmann-json3-dev libfmt-dev
                 libunistring-dev libssl-dev libassuan-dev)
 packages_test=(libgtest-dev libgmock-dev python3 python3-pyasn1 python3-pyasn1-modules openssl
-               clang-19 libclang-rt-19-dev clang-format-14 clang-tidy-14)
+               clang-19 libclang-rt-19-dev clang-format-14 clang-tidy-14
+               pinentry-curses pinentry-tty tmux)
 packages_bench=(libbenchmark-dev libtasn1-6-dev)
 
 # install_missing PACKAGE...: installs those that are not there, as root or through sudo, and says so.

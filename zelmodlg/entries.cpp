@@ -29,11 +29,11 @@ void deliver(const Secret &pin, uintptr_t buffer) {
 uint32_t code(Outcome outcome) {
     switch (outcome) {
         case Outcome::done:
-            return SCDLG_OK;
+            return ZELMODLG_OK;
         case Outcome::cancelled:
-            return SCDLG_CANCELLED;
+            return ZELMODLG_CANCELLED;
         default:
-            return SCDLG_FAILED;
+            return ZELMODLG_FAILED;
     }
 }
 
@@ -62,7 +62,7 @@ Outcome choose(Interruptions &interruptions, const std::string &list, size_t cou
 
 uint32_t scdlg_GetPIN(uintptr_t, uintptr_t prompt, uintptr_t buffer, uintptr_t capacity, uintptr_t, uintptr_t) {
     if (buffer == 0 || capacity == 0)
-        return SCDLG_FAILED;
+        return ZELMODLG_FAILED;
     return code(runCall([=](Interruptions &interruptions) {
         Secret pin;
         const std::string shown = text(prompt);
@@ -78,7 +78,7 @@ uint32_t scdlg_GetPIN(uintptr_t, uintptr_t prompt, uintptr_t buffer, uintptr_t c
 uint32_t scdlg_ChangePIN(uintptr_t, uintptr_t prompt, uintptr_t oldPin, uintptr_t oldCapacity, uintptr_t newPin,
                          uintptr_t newCapacity, uintptr_t minLength, uintptr_t, uintptr_t) {
     if ((oldPin != 0 && oldCapacity == 0) || newPin == 0 || newCapacity == 0 || minLength > newCapacity)
-        return SCDLG_FAILED;
+        return ZELMODLG_FAILED;
     return code(runCall([=](Interruptions &interruptions) {
         Secret present, fresh;
         const std::string shown = text(prompt);
@@ -106,11 +106,11 @@ uint32_t scdlg_MessageBox(uintptr_t, uintptr_t message, uintptr_t caption) {
     });
     switch (outcome) {
         case Outcome::done:
-            return SCDLG_BOX_OK;
+            return ZELMODLG_BOX_OK;
         case Outcome::cancelled:
-            return SCDLG_BOX_CANCELLED;
+            return ZELMODLG_BOX_CANCELLED;
         default:
-            return SCDLG_BOX_FAILED;
+            return ZELMODLG_BOX_FAILED;
     }
 }
 
@@ -125,7 +125,7 @@ uint32_t scdlg_InsertCard(uintptr_t, uintptr_t prompt, uintptr_t reader, uintptr
 
 uint32_t scdlg_SelectSlot(uintptr_t, uintptr_t prompt, uintptr_t names, uintptr_t count, uintptr_t selected) {
     if (names == 0 || count == 0 || count > 99 || selected == 0)
-        return SCDLG_FAILED;
+        return ZELMODLG_FAILED;
     return code(runCall([=](Interruptions &interruptions) {
         size_t number = 1;
         if (count > 1) {

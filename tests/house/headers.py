@@ -8,7 +8,7 @@ import sys
 from pathlib import Path
 
 root, cc, cxx = Path(sys.argv[1]), sys.argv[2], sys.argv[3]
-roots = [root / "zelmop15/include", root / "zelmocrd/include"]
+roots = [root / "zelmop15/include", root / "zelmocrd/include", root / "zelmodlg/include"]
 flags = ["-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Werror"]
 failed = False
 for header in sorted(h for r in roots for h in r.rglob("*.h")):

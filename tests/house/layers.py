@@ -20,11 +20,13 @@ ALLOWED = {
     "zelmop15/token": ("token/", "asn1/", "csp/", "runtime/", "zelmop15/", "zelmocrd/zelmocrd.h"),
     "zelmocrd/include": ("zelmocrd/",),
     "zelmocrd": ("zelmocrd/", "virtualcard/"),
+    "zelmodlg/include": ("zelmodlg/",),
+    "zelmodlg": ("zelmodlg/",),
     "virtualcard": ("virtualcard/",),
 }
 # Only the personalisation units reach the crypto service provider.
 CSP_USERS = ("pkcs15_inittoken",)
-INCLUDE_ROOTS = ("zelmop15", "zelmop15/include", "zelmocrd/include", "zelmocrd", "tools/zelmo", ".")
+INCLUDE_ROOTS = ("zelmop15", "zelmop15/include", "zelmocrd/include", "zelmodlg/include", "zelmocrd", "tools/zelmo", ".")
 
 failures = []
 graph = {}
@@ -49,7 +51,7 @@ def folder_of(path):
     return max(matches, key=len) if matches else None
 
 
-for path in sorted(p for f in ("zelmop15", "zelmocrd", "virtualcard", "tools") for p in (root / f).rglob("*")
+for path in sorted(p for f in ("zelmop15", "zelmocrd", "zelmodlg", "virtualcard", "tools") for p in (root / f).rglob("*")
                    if p.suffix in (".h", ".hpp", ".cpp", ".c")):
     folder = folder_of(path)
     targets = []

@@ -27,18 +27,18 @@
 #include <stdint.h>
 
 /** Done: what was asked for is in the caller's buffers. */
-#define SCDLG_OK 0u
+#define ZELMODLG_OK 0u
 /** The person cancelled the dialog. */
-#define SCDLG_CANCELLED 0x8010006Eu
+#define ZELMODLG_CANCELLED 0x8010006Eu
 /** No dialog could be shown, its answers were of no use three times, or an argument is wrong. */
-#define SCDLG_FAILED 120u
+#define ZELMODLG_FAILED 120u
 
 /** scdlg_MessageBox(): the person has closed the message. */
-#define SCDLG_BOX_OK 1u
+#define ZELMODLG_BOX_OK 1u
 /** scdlg_MessageBox(): the person has cancelled the message. */
-#define SCDLG_BOX_CANCELLED 2u
+#define ZELMODLG_BOX_CANCELLED 2u
 /** scdlg_MessageBox(): the message could not be shown. */
-#define SCDLG_BOX_FAILED 3u
+#define ZELMODLG_BOX_FAILED 3u
 
 #ifdef __GNUC__
 #pragma GCC visibility push(default)
@@ -54,7 +54,7 @@ extern "C" {
  * @param buffer    char *: receives the PIN as it was typed, in UTF-8, with a zero octet at the end; `capacity` + 1
  *                  octets. Not null.
  * @param capacity  the most octets that the PIN may have, at least 1; more than 1000 are never stored.
- * @return SCDLG_OK, SCDLG_CANCELLED or SCDLG_FAILED. An empty PIN and one that is too long are not accepted: the
+ * @return ZELMODLG_OK, ZELMODLG_CANCELLED or ZELMODLG_FAILED. An empty PIN and one that is too long are not accepted: the
  *         dialog says so and asks again, twice.
  */
 uint32_t scdlg_GetPIN(uintptr_t owner, uintptr_t prompt, uintptr_t buffer, uintptr_t capacity, uintptr_t reserved1,
@@ -79,7 +79,7 @@ uint32_t scdlg_ChangePIN(uintptr_t owner, uintptr_t prompt, uintptr_t oldPin, ui
  *
  * @param text     const char *: the message.
  * @param caption  const char *: the dialog's title, which also stands above the text.
- * @return SCDLG_BOX_OK, SCDLG_BOX_CANCELLED or SCDLG_BOX_FAILED.
+ * @return ZELMODLG_BOX_OK, ZELMODLG_BOX_CANCELLED or ZELMODLG_BOX_FAILED.
  */
 uint32_t scdlg_MessageBox(uintptr_t owner, uintptr_t text, uintptr_t caption);
 
@@ -88,7 +88,7 @@ uint32_t scdlg_MessageBox(uintptr_t owner, uintptr_t text, uintptr_t caption);
  *
  * @param prompt  const char *: what the dialog says.
  * @param reader  const char *: name of the reader, shown below; null for any.
- * @return SCDLG_OK, SCDLG_CANCELLED or SCDLG_FAILED.
+ * @return ZELMODLG_OK, ZELMODLG_CANCELLED or ZELMODLG_FAILED.
  */
 uint32_t scdlg_InsertCard(uintptr_t owner, uintptr_t prompt, uintptr_t reader, uintptr_t reserved1,
                           uintptr_t reserved2);
@@ -100,7 +100,7 @@ uint32_t scdlg_InsertCard(uintptr_t owner, uintptr_t prompt, uintptr_t reader, u
  * @param names     const char *const *: the readers' names, `count` of them. Not null.
  * @param count     how many there are, 1 to 99. One alone is chosen without a question.
  * @param selected  uint32_t *: receives the place of the chosen one, counted from 0. Not null.
- * @return SCDLG_OK, SCDLG_CANCELLED or SCDLG_FAILED; also SCDLG_FAILED without a controlling terminal.
+ * @return ZELMODLG_OK, ZELMODLG_CANCELLED or ZELMODLG_FAILED; also ZELMODLG_FAILED without a controlling terminal.
  */
 uint32_t scdlg_SelectSlot(uintptr_t owner, uintptr_t prompt, uintptr_t names, uintptr_t count, uintptr_t selected);
 
@@ -109,7 +109,7 @@ uint32_t scdlg_SelectSlot(uintptr_t owner, uintptr_t prompt, uintptr_t names, ui
  * the PIN is typed elsewhere.
  *
  * @param text  const char *: such as "Please enter your PIN on the reader."
- * @return SCDLG_OK; SCDLG_FAILED without a controlling terminal.
+ * @return ZELMODLG_OK; ZELMODLG_FAILED without a controlling terminal.
  */
 uint32_t scdlg_PinPadMessage(uintptr_t owner, uintptr_t text, uintptr_t reserved1, uintptr_t reserved2);
 
