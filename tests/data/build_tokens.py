@@ -98,7 +98,7 @@ def image(token):
             "extendedLength": False}
     root = {"fid": "3F00", "kind": "df", "files": ef_dir(token) + [application(token)]}
     return {"format": "zelmo virtual card 1", "card": card, "root": root,
-            "pins": token.get("pins", token_models.PINS), "keys": []}
+            "pins": token.get("pins", token_models.PINS), "keys": token.get("keys", [])}
 
 
 # ---- what a reader must find ---------------------------------------------------------------------------------------

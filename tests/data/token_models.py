@@ -1,4 +1,4 @@
-"""The six test tokens as plain values. build_tokens.py turns them into card images and lists of what a reader finds."""
+"""The seven test tokens as plain values. build_tokens.py turns them into card images and lists of what a reader finds."""
 
 import hashlib
 
@@ -299,4 +299,64 @@ def efdir_records():
     }
 
 
-TOKENS = [transparent, records, mixed, buggy_token_info, no_efdir, efdir_records]
+def guarded():
+    """What has to be proven before something can be read: PINs of every format, a key, and rules that name them."""
+    def guarded_certificate(label, iD, fid, auth=None, condition=None, **place):
+        rules = None if condition is None else [rule(["update"], auth_id(3)), rule(["read", "update"], auth_id(2)),
+                                                rule(["read"], condition)]
+        return certificate(common(label, ["private"], auth, rules), {"iD": iD}, at(fid, **place))
+
+    certificates = [
+        guarded_certificate("Behind the PIN", b"\x01", "4301", auth=1),
+        guarded_certificate("Behind PIN or key", b"\x02", "4302", condition=("or", [auth_id(6), auth_id(1)])),
+        guarded_certificate("Behind the signature PIN", b"\x03", "4303", auth=2, index=3,
+                            length=len(EC.certificate)),
+        guarded_certificate("Behind both", b"\x04", "4304", condition=("and", [auth_id(1), auth_id(2)])),
+        guarded_certificate("Behind nobody", b"\x05", "4304", auth=9),
+        certificate(common("Free", ["modifiable"], 1), {"iD": b"\x06"}, at("4304")),
+    ]
+    application_path = path("3F005015")
+    auth_objects = [
+        pin(common("User PIN", ["private", "modifiable"]), 1, ["caseSensitive", "initialized", "needsPadding"],
+            maxLength=8, pinReference=0x01, padChar=b"\0", path=application_path),
+        pin(common("Signature PIN", ["private", "modifiable"]), 2, ["local", "initialized"], "utf8", 4, 12,
+            maxLength=12, pinReference=0x82, path=application_path),
+        pin(common("BCD PIN", ["private", "modifiable"]), 3, ["local", "initialized", "needsPadding"], "bcd", 6, 6,
+            maxLength=12, pinReference=0x83, padChar=b"\xFF"),
+        pin(common("PUK", ["private"]), 4, ["unblockingPin", "initialized", "changeDisabled"], "iso9564-1", 8, 8,
+            maxLength=8, pinReference=0x04, path=application_path),
+        pin(common("New PIN", ["private", "modifiable"]), 5, ["local"], "halfNibbleBcd", 4, 8, maxLength=8,
+            pinReference=0x85),
+        auth_key(common("Terminal key"), 6, b"\xA6"),
+        auth_key(common("Old terminal key"), 7, b"\xA7"),
+    ]
+    secret_keys = [secret("cast128Key", common("Terminal key"),  # AES has no alternative of its own
+                          key(b"\xA6", ["decrypt"], keyReference=0x86), "3F0050154B26", 128),
+                   secret("des3Key", common("Old terminal key"), key(b"\xA7", ["decrypt"], keyReference=0x07),
+                          "3F0050154B27", 168)]
+    return {
+        "name": "guarded",
+        "dirForm": "transparent",
+        "dir": [dir_entry("Guarded")],
+        "pins": [
+            {"reference": 0x01, "value": b"1234".ljust(8, b"\0").hex(), "unblockedBy": 0x04},
+            {"reference": 0x82, "value": "STRASSE Ä".encode().hex(), "minLength": 4, "maxLength": 12},
+            {"reference": 0x83, "value": "123456FFFFFF", "triesLeft": 1},
+            {"reference": 0x04, "value": "2887654321FFFFFF", "maxTries": 5, "access": {"change": "never"}},
+            {"reference": 0x85, "minLength": 4},
+        ],
+        "keys": [{"reference": 0x86, "algorithm": "aes", "value": "000102030405060708090A0B0C0D0E0F"},
+                 {"reference": 0x07, "algorithm": "3des", "value": "0123456789ABCDEF23456789ABCDEF01456789ABCDEF0123"}],
+        "tokenInfo": {"version": 0, "serialNumber": bytes.fromhex("47"), "label": "Guarded test token",
+                      "tokenflags": ["loginRequired"]},
+        "directories": [directory(3, "4403", "transparent", secret_keys),
+                        directory(4, "4404", "transparent", certificates),
+                        directory(8, "4408", "transparent", auth_objects)],
+        "files": [content("4301", USER1.certificate, read={"pin": 0x01}),
+                  content("4302", USER2.certificate, read={"or": [{"pin": 0x01}, {"key": 0x86}]}),
+                  content("4303", b"\0\0\0" + EC.certificate + b"\0", read={"pin": 0x82}),
+                  content("4304", CA.certificate), key_file("4B26"), key_file("4B27")],
+    }
+
+
+TOKENS = [transparent, records, mixed, buggy_token_info, no_efdir, efdir_records, guarded]

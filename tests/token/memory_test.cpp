@@ -23,6 +23,12 @@ class Marker {
         for (size_t i = 0; i < size; ++i)
             place[i] = disguised_[i] ^ mask;
     }
+    // The first place from `begin` to before `end` where the end may stand.
+    const uint8_t *first(const uint8_t *begin, const uint8_t *end) const {
+        const int octet = disguised_[size - sought] ^ mask;
+        return static_cast<const uint8_t *>(begin < end ? std::memchr(begin, octet, static_cast<size_t>(end - begin))
+                                                        : nullptr);
+    }
     bool ends_at(const uint8_t *place) const {
         for (size_t i = 0; i < sought; ++i)
             if ((place[i] ^ mask) != disguised_[size - sought + i])
@@ -55,11 +61,12 @@ size_t occurrences(const Marker &marker) {
         for (uintptr_t at = begin; at < end; at += chunk) {
             const size_t wanted = std::min(end - at, sizeof buffer);
             const ssize_t count = pread(memory, buffer, wanted, static_cast<off_t>(at));
-            for (ssize_t i = 0; i + static_cast<ssize_t>(Marker::sought) <= count; ++i) {
-                const uintptr_t place = at + static_cast<uintptr_t>(i);
-                const bool counted_next = i >= static_cast<ssize_t>(chunk);
+            const uint8_t *last = buffer + std::max<ssize_t>(count, Marker::sought) - Marker::sought;
+            for (const uint8_t *i = marker.first(buffer, last); i != nullptr; i = marker.first(i + 1, last)) {
+                const uintptr_t place = at + static_cast<uintptr_t>(i - buffer);
+                const bool counted_next = i >= buffer + chunk;
                 const bool is_own = place >= own_begin && place < own_begin + sizeof buffer;
-                found += !counted_next && !is_own && marker.ends_at(buffer + i);
+                found += !counted_next && !is_own && marker.ends_at(i);
             }
             explicit_bzero(buffer, sizeof buffer);
         }
