@@ -61,7 +61,7 @@ size_t occurrences(const Marker &marker) {
         for (uintptr_t at = begin; at < end; at += chunk) {
             const size_t wanted = std::min(end - at, sizeof buffer);
             const ssize_t count = pread(memory, buffer, wanted, static_cast<off_t>(at));
-            const uint8_t *last = buffer + std::max<ssize_t>(count, Marker::sought) - Marker::sought;
+            const uint8_t *last = buffer + std::max<ssize_t>(count, Marker::sought) - Marker::sought + 1;
             for (const uint8_t *i = marker.first(buffer, last); i != nullptr; i = marker.first(i + 1, last)) {
                 const uintptr_t place = at + static_cast<uintptr_t>(i - buffer);
                 const bool counted_next = i >= buffer + chunk;
