@@ -80,7 +80,7 @@ Bytes VirtualCard::transmit(std::span<const uint8_t> command) {
 }
 
 VirtualCard::Answer VirtualCard::keep(Answer answer) {
-    return !changed_ || persist() ? answer : sw::memoryFailure;
+    return !changed_ || persist() ? std::move(answer) : Answer(sw::memoryFailure);
 }
 
 bool VirtualCard::persist() {
