@@ -1,5 +1,6 @@
 """The command line itself: options, exit codes, logs, traces, images."""
 
+import json
 import os
 import stat
 import unittest
@@ -95,8 +96,8 @@ class Images(ZelmoCase):
             self.assertEqual("readonly" in listed["tokenInfo"]["tokenflags"], profile == "eid")
             self.assertEqual([o["label"] for o in listed["objects"]],
                              ["Signature key", "Authentication key", "Signature public key",
-                              "Authentication public key", "Signature certificate", "Authentication certificate",
-                              "Demo CA", "Address", "PIN", "PUK"])
+                              "Authentication public key", "Administration key", "Signature certificate",
+                              "Authentication certificate", "Demo CA", "Address", "PIN", "PUK", "Administration"])
         self.list(self.new_card("empty"), code=6)
 
     def test_force(self):
@@ -112,8 +113,46 @@ class Images(ZelmoCase):
         self.assertIn("  Serial number    5A454C4D4F501502\n", out)
         self.assertRegex(out, r"\n  3F00  directory\n    2F00  1 record, \d+ octets +update: never\n")
         self.assertRegex(out, r"\n      4401  4 TLV records, \d+ octets +update: PIN 0x81\n")
-        self.assertTrue(out.endswith("PINs\n  0x81  8 octets, 3 of 3 tries left\n  0x82  8 octets, 10 of 10 tries left\n"))
-        self.assertNotIn("31323334", out, "a PIN's value is shown")
+        self.assertTrue(out.endswith(
+            "PINs\n"
+            "  0x81  8 octets, new ones 8, 3 of 3 tries left, unblocked by PIN 0x82  unblock: key 0x03\n"
+            "  0x82  8 octets, new ones 8, 10 of 10 tries left\n"
+            "\nKeys\n  0x03  24 octets, 3 of 3 tries left, triple DES\n"), out)
+
+    def test_show_secrets(self):
+        def secrets(image):
+            image["pins"] = [{"reference": 1, "minLength": 4, "maxLength": 12, "maxTries": 0},
+                             {"reference": 2, "value": "00", "triesLeft": 1, "access": {"change": {"key": 1}}}]
+            image["keys"] = [{"reference": 1, "algorithm": "aes", "value": "00" * 32}, {"reference": 2, "value": "00"}]
+        out, _ = self.zelmo("card", "show", self.edited(self.new_card("empty"), secrets))
+        self.assertTrue(out.endswith(
+            "PINs\n"
+            "  0x01  not set, new ones 4 to 12, no retry counter\n"
+            "  0x02  1 octet, 1 of 3 tries left  change: key 0x01\n"
+            "\nKeys\n"
+            "  0x01  32 octets, 3 of 3 tries left, AES\n"
+            "  0x02  1 octet, 3 of 3 tries left\n"), out)
+
+    def test_secrets_stay_in_the_image(self):
+        """At every level, in everything that is printed."""
+        values = ["PinPin-1", "PukPuk-2", "KeyKey-3KeyKey-3KeyKey-3"]
+
+        def distinctive(image):
+            for secret, value in zip(image["pins"] + image["keys"], values, strict=True):
+                secret["value"] = value.encode().hex()
+
+        for profile in ("eid", "records"):
+            card = self.edited(self.new_card(profile), distinctive)
+            reader = ["--reader", f"virtual:{card}"]
+            runs = [["card", "show", card]]
+            for level in ("off", "error", "warn", "info", "trace", "debug", "7"):
+                for command in (["list"], ["list", "--json"], ["apps"], ["apps", "--json"]):
+                    runs.append(["--trace", "--log", level, *reader, *command])
+            for arguments in runs:
+                printed = "".join(self.zelmo(*arguments)).replace(" ", "").upper()
+                for value in values:
+                    self.assertNotIn(value.upper(), printed, arguments)
+                    self.assertNotIn(value.encode().hex().upper(), printed, arguments)
 
     def test_bad_images(self):
         good = self.new_card("eid").read_text()

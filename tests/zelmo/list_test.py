@@ -78,7 +78,7 @@ class BrokenTokens(ZelmoCase):
         listed = self.list_json(card, code=8)
         self.assertEqual([(u["type"], u["objectId"], u["error"]["name"]) for u in listed["unreadable"]],
                          [("certificates", 1, "PKCS15_E_UNSUPPORTED")])
-        self.assertEqual(len(listed["objects"]), 9)
+        self.assertEqual(len(listed["objects"]), 11)
         text, err = self.list(card, code=8)
         self.assertIn("Certificates (1)\n", text)
         self.assertIn("  cannot read object 1: PKCS15_E_UNSUPPORTED\n", text)
@@ -91,7 +91,7 @@ class BrokenTokens(ZelmoCase):
         listed = self.list_json(self.edited(self.new_card("eid"), spoil), code=8)
         self.assertEqual([(u["type"], u["error"]["name"]) for u in listed["unreadable"]],
                          [("publicKeys", "PKCS15_E_INVALID_TOKEN")])
-        self.assertEqual(len(listed["objects"]), 8)
+        self.assertEqual(len(listed["objects"]), 10)
 
     def test_denied_directory(self):
         def guard(image):

@@ -1,5 +1,6 @@
 #include "image_text.h"
 
+#include <map>
 #include <numeric>
 
 #include "text.h"
@@ -59,9 +60,9 @@ std::string_view operationName(Operation operation) {
     return "";
 }
 
-std::string accessText(const File &file) {
+std::string accessText(const std::map<Operation, AccessCondition> &access) {
     std::vector<std::string> parts;
-    for (const auto &[operation, condition] : file.access)
+    for (const auto &[operation, condition] : access)
         parts.push_back(fmt::format("{}: {}", operationName(operation), conditionText(condition, false)));
     return fmt::format("{}", fmt::join(parts, ", "));
 }
@@ -99,7 +100,7 @@ std::string stateText(const File &file) {
 
 void printFile(Output &output, const File &file, size_t depth) {
     const std::string indent(2 + 2 * depth, ' ');
-    const std::string access = accessText(file);
+    const std::string access = accessText(file.access);
     const std::string what = kindText(file) + stateText(file);
     output.print("{}{}  {}{}\n", indent, output.styled(Style::name, fmt::format("{:04X}", file.fid)),
                  access.empty() ? what : fmt::format("{:<{}}", what, 48 - 2 * depth),
@@ -108,15 +109,36 @@ void printFile(Output &output, const File &file, size_t depth) {
         printFile(output, child, depth + 1);
 }
 
+std::string lengthText(const Secret &secret) {
+    const Secret defaults;
+    if (secret.minLength == defaults.minLength && secret.maxLength == defaults.maxLength)
+        return "";
+    return secret.minLength == secret.maxLength
+               ? fmt::format(", new ones {}", secret.minLength)
+               : fmt::format(", new ones {} to {}", secret.minLength, secret.maxLength);
+}
+
+// Everything but the value.
+std::string secretText(const Secret &secret) {
+    std::string text = secret.value.empty() ? "not set" : counted(secret.value.size(), "octet");
+    text += lengthText(secret);
+    text += secret.maxTries == 0 ? std::string(", no retry counter")
+                                 : fmt::format(", {} of {} tries left", secret.triesLeft, secret.maxTries);
+    if (secret.algorithm)
+        text += *secret.algorithm == virtualcard::KeyAlgorithm::aes ? ", AES" : ", triple DES";
+    if (secret.unblockedBy)
+        text += fmt::format(", unblocked by PIN 0x{:02X}", *secret.unblockedBy);
+    return text;
+}
+
 void printSecrets(Output &output, const char *title, const std::vector<Secret> &secrets) {
     if (secrets.empty())
         return;
     output.heading(title);
     for (const Secret &secret : secrets) {
-        const std::string tries = secret.maxTries == 0
-                                      ? std::string("no retry counter")
-                                      : fmt::format("{} of {} tries left", secret.triesLeft, secret.maxTries);
-        output.print("  0x{:02X}  {} octets, {}\n", secret.reference, secret.value.size(), tries);
+        const std::string access = accessText(secret.access);
+        output.print("  0x{:02X}  {}{}\n", secret.reference, secretText(secret),
+                     access.empty() ? "" : output.styled(Style::faint, "  " + access));
     }
 }
 

@@ -80,6 +80,7 @@ CardImage token(const Bytes &serial, bool records, File (*directoryFile)(const O
 
     image.root.files = {ef_dir, application};
     image.pins = pins();
+    image.keys = keys();
     return image;
 }
 

@@ -16,6 +16,14 @@ using virtualcard::FileKind;
 using virtualcard::Operation;
 
 constexpr uint32_t sequence_tag = 16;
+constexpr uint32_t auth_key_tag = 1;
+constexpr uint32_t triple_des_tag = 4;
+constexpr std::initializer_list<uint8_t> admin_id = {0x03};
+constexpr std::initializer_list<uint8_t> admin_key_id = {0xAD};
+constexpr uint16_t admin_key_fid = 0x4B21;
+// The keys of the examples in NIST SP 800-67.
+constexpr std::array<uint8_t, 24> admin_key = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x23, 0x45, 0x67, 0x89,
+                                               0xAB, 0xCD, 0xEF, 0x01, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01, 0x23};
 constexpr uint8_t stored_length = 8;
 constexpr std::initializer_list<uint8_t> pin_id = {0x01};
 constexpr std::initializer_list<uint8_t> puk_id = {0x02};
@@ -31,7 +39,7 @@ struct DemoKey {
     Octets certificate;
 };
 
-const std::array<DemoKey, 2> keys = {{
+const std::array<DemoKey, 2> key_pairs = {{
     {"Signature",
      {0x04, 0xB7, 0x77, 0xF8, 0xA1, 0x4F, 0xEA, 0x65, 0x55, 0xF7,
       0x7F, 0x4B, 0x5D, 0x6A, 0xD4, 0x47, 0xA3, 0xC2, 0x26, 0xF8},
@@ -113,6 +121,24 @@ class Objects {
         auto *common = named("PUK", "");
         common->flags = arena_.bits({0});
         return pinObject(common, puk_id, {.flags = {1, 2, 4, 5, 6}, .least = 8, .most = 8, .reference = puk_reference});
+    }
+    Bytes adminKey() {
+        auto *attributes = arena_.make(CommonKeyAttributes{});
+        attributes->iD = arena_.octets(admin_key_id);
+        attributes->usage = arena_.bits({0});
+        attributes->native = 1;
+        attributes->accessFlags = arena_.bits({0, 2, 3});
+        attributes->keyReference = arena_.integer(admin_key_reference);
+        auto *common = arena_.make(CommonSecretKeyAttributes{arena_.integer(8 * admin_key.size())});
+        auto *type = arena_.make(GenericSecretKeyAttributes{indirect(admin_key_fid)});
+        auto *made = arena_.make(PKCS15Object{named("Administration key", ""), attributes, common, type});
+        return encoded(asn1_SecretKeyType_e, SecretKeyType{triple_des_tag, made});
+    }
+    Bytes adminAuthentication() {
+        auto *attributes = arena_.make(CommonAuthenticationObjectAttributes{arena_.octets(admin_id)});
+        auto *type = arena_.make(AuthKeyAttributes{0, arena_.octets(admin_key_id)});
+        auto *made = arena_.make(PKCS15Object{named("Administration", ""), attributes, nullptr, type});
+        return encoded(asn1_AuthenticationType_e, AuthenticationType{auth_key_tag, made});
     }
 
   private:
@@ -214,22 +240,24 @@ RecordInfo recordInfo(Arena &arena) {
 
 std::vector<ObjectDirectory> objectDirectories() {
     Objects make;
-    return {{PKCS15_PRIVATE_KEYS, 0x4401, {make.privateKey(keys[0]), make.privateKey(keys[1])}},
-            {PKCS15_PUBLIC_KEYS, 0x4402, {make.publicKey(keys[0]), make.publicKey(keys[1])}},
-            {PKCS15_CERTIFICATES, 0x4403, {make.certificate(keys[0]), make.certificate(keys[1])}},
+    return {{PKCS15_PRIVATE_KEYS, 0x4401, {make.privateKey(key_pairs[0]), make.privateKey(key_pairs[1])}},
+            {PKCS15_PUBLIC_KEYS, 0x4402, {make.publicKey(key_pairs[0]), make.publicKey(key_pairs[1])}},
+            {PKCS15_SECRET_KEYS, 0x4407, {make.adminKey()}},
+            {PKCS15_CERTIFICATES, 0x4403, {make.certificate(key_pairs[0]), make.certificate(key_pairs[1])}},
             {PKCS15_TRUSTED_CERTIFICATES, 0x4404, {make.caCertificate()}},
             {PKCS15_DATA_OBJECTS, 0x4405, {make.dataObject()}},
-            {PKCS15_AUTH_OBJECTS, 0x4406, {make.pin(), make.puk()}}};
+            {PKCS15_AUTH_OBJECTS, 0x4406, {make.pin(), make.puk(), make.adminAuthentication()}}};
 }
 
 std::vector<File> objectFiles() {
     using Kind = AccessCondition::Kind;
     std::vector<File> files;
-    for (const DemoKey &key : keys) {
+    for (const DemoKey &key : key_pairs) {
         files.push_back(transparentFile(key.privateFid, {}, Kind::never));
         files.push_back(transparentFile(key.publicFid, key.publicKey, Kind::always));
         files.push_back(transparentFile(key.certificateFid, key.certificate, Kind::always));
     }
+    files.push_back(transparentFile(admin_key_fid, {}, Kind::never));
     files.push_back(transparentFile(ca_fid, demo::ca, Kind::always));
     const Octets content(reinterpret_cast<const uint8_t *>(data_content.data()), data_content.size());
     files.push_back(transparentFile(data_fid, content, Kind::pin));
@@ -239,7 +267,16 @@ std::vector<File> objectFiles() {
 std::vector<virtualcard::Secret> pins() {
     std::vector<virtualcard::Secret> all = {secret(pin_reference, "1234", 3), secret(puk_reference, "12345678", 10)};
     all.front().unblockedBy = puk_reference;
+    all.front().access[Operation::unblock] = {AccessCondition::Kind::key, admin_key_reference, {}};
     return all;
+}
+
+std::vector<virtualcard::Secret> keys() {
+    virtualcard::Secret key;
+    key.reference = admin_key_reference;
+    key.algorithm = virtualcard::KeyAlgorithm::tripleDes;
+    key.value.assign(admin_key.begin(), admin_key.end());
+    return {key};
 }
 
 Bytes tokenInfo(const Bytes &serial, bool records) {
