@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <charconv>
 #include <string>
 
@@ -24,6 +25,10 @@ std::string text(uintptr_t word) {
 void deliver(const Secret &pin, uintptr_t buffer) {
     auto *end = std::copy(pin.view().begin(), pin.view().end(), pointer<char>(buffer));
     *end = '\0';
+}
+
+PinLimits limits(uintptr_t least, uintptr_t most) {
+    return {std::max<size_t>(least, 1), std::min<size_t>(most, Secret::capacity)};
 }
 
 uint32_t code(Outcome outcome) {
@@ -66,9 +71,8 @@ uint32_t scdlg_GetPIN(uintptr_t, uintptr_t prompt, uintptr_t buffer, uintptr_t c
     return code(runCall([=](Interruptions &interruptions) {
         Secret pin;
         const std::string shown = text(prompt);
-        const Outcome outcome = withDialog(interruptions, [&](Dialog &dialog) {
-            return askPin(dialog, shown, "PIN:", {1, capacity}, pin);
-        });
+        const Outcome outcome = withDialog(
+            interruptions, [&](Dialog &dialog) { return askPin(dialog, shown, "PIN:", limits(1, capacity), pin); });
         if (outcome == Outcome::done)
             deliver(pin, buffer);
         return outcome;
@@ -84,11 +88,11 @@ uint32_t scdlg_ChangePIN(uintptr_t, uintptr_t prompt, uintptr_t oldPin, uintptr_
         const std::string shown = text(prompt);
         const Outcome outcome = withDialog(interruptions, [&](Dialog &dialog) {
             if (oldPin != 0) {
-                const Outcome first = askPin(dialog, shown, "Present PIN:", {1, oldCapacity}, present);
+                const Outcome first = askPin(dialog, shown, "Present PIN:", limits(1, oldCapacity), present);
                 if (first != Outcome::done)
                     return first;
             }
-            return askNewPin(dialog, shown, {minLength, newCapacity}, fresh);
+            return askNewPin(dialog, shown, limits(minLength, newCapacity), fresh);
         });
         if (outcome == Outcome::done) {
             if (oldPin != 0)

@@ -161,11 +161,10 @@ void Pinentry::connect(const std::string &path) {
         process_.emplace(path, theirs.get());
     }
     deadline_ = Clock::now() + patience;
-    connected_ = assuan_socket_connect_fd(context_.get(), ours.get(), 0) == 0;
-    if (!connected_)
-        return;
-    ours.release();
-    setOptions();
+    // From here on the descriptor is libassuan's, also when this fails.
+    connected_ = assuan_socket_connect_fd(context_.get(), ours.release(), 0) == 0;
+    if (connected_)
+        setOptions();
 }
 
 void Pinentry::setOptions() {

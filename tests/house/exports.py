@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Compares what the built libraries export, need and import with what the public headers declare.
+"""Compares what the built libraries export, need and import with what the public headers declare, and where the
+dialog library is looked for with where it is.
 
-usage: exports.py SOURCE_DIR LIBZELMOP15 LIBZELMOCRD
+usage: exports.py SOURCE_DIR LIBZELMOP15 LIBZELMOCRD LIBZELMODLG ZELMO
 """
 import re
 import subprocess
 import sys
 from pathlib import Path
 
-source, token_library, card_library = Path(sys.argv[1]), sys.argv[2], sys.argv[3]
+source, (token_library, card_library, dialog_library, program) = Path(sys.argv[1]), sys.argv[2:]
 include = source / "zelmop15/include/zelmop15"
 failures = []
 
@@ -30,7 +31,7 @@ def dynamic(library, tag):
 def preprocessed(header):
     """The header's own declarations, macros expanded."""
     text = run("gcc", "-E", "-std=c11", "-I", str(source / "zelmop15/include"), "-I", str(source / "zelmocrd/include"),
-               str(header))
+               "-I", str(source / "zelmodlg/include"), str(header))
     own, keep = [], False
     for line in text.splitlines():
         if line.startswith("# "):
@@ -59,6 +60,18 @@ card_header = source / "zelmocrd/include/zelmocrd/zelmocrd.h"
 card_exports = symbols(card_library, "--defined-only")
 for name in sorted(card_exports - declared(card_header, "(?:scard|scardcmd|cpd|zelmocrd)_")):
     failures.append(f"libzelmocrd.so: exports {name}, which zelmocrd.h does not declare")
+
+compare("libzelmodlg.so", symbols(dialog_library, "--defined-only"),
+        declared(source / "zelmodlg/include/zelmodlg/zelmodlg.h", "scdlg_"))
+if Path(dialog_library).name != "libzelmodlg.so" or dynamic(dialog_library, "SONAME") != ["libzelmodlg.so"]:
+    failures.append("the dialog library is not found by the name libzelmodlg.so")
+for opener in (token_library, program):
+    places = [place for run_path in dynamic(opener, "RUNPATH") for place in run_path.split(":")]
+    # An empty place would be the working directory.
+    if not all(place.startswith("$ORIGIN") for place in places):
+        failures.append(f"{Path(opener).name} looks for libraries in {places}")
+    if not any(Path(place.replace("$ORIGIN", str(Path(opener).parent)), "libzelmodlg.so").exists() for place in places):
+        failures.append(f"{Path(opener).name} does not look for libzelmodlg.so where it is, but in {places}")
 
 if dynamic(token_library, "SONAME") != ["libzelmop15.so"]:
     failures.append("libzelmop15.so has another SONAME")

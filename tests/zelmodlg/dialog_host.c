@@ -1,6 +1,6 @@
 /* A host of the dialogs: opens the library as the token library does, runs one entry and prints what came of it.
  *
- * usage: dialog_host LIBRARY [-i SIGNAL] [-h SIGNAL] [-w FILE] ENTRY ARGUMENT...
+ * usage: dialog_host LIBRARY [-i SIGNAL] [-h SIGNAL] [-w FILE] [-t THREADS] ENTRY ARGUMENT...
  *   get PROMPT CAPACITY
  *   change PROMPT OLD_CAPACITY NEW_CAPACITY MIN_LENGTH      OLD_CAPACITY 0: the present PIN is not asked for
  *   box TEXT CAPTION
@@ -8,9 +8,11 @@
  *   slot PROMPT NAME...
  *   pad TEXT
  * -i ignores a signal, -h handles it. -w overwrites the host's own copies of PINs, makes FILE and waits for its end.
+ * -t calls the entry in that many threads at once, while the first one waits; with 0, the default, in the first one.
  * Prints to standard output one line of JSON when the entry has returned.
  */
 #include <dlfcn.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -31,6 +33,8 @@ typedef uint32_t (*Entry9)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t
 
 static volatile sig_atomic_t handled[SIGNALS];
 static const char *wait_file;
+static void *library;
+static char **entry_arguments;
 
 static void count(int number) {
     handled[number]++;
@@ -44,7 +48,7 @@ static uintptr_t number(const char *digits) {
     return (uintptr_t)strtoul(digits, NULL, 10);
 }
 
-static void *entry(void *library, const char *name) {
+static void *entry(const char *name) {
     void *address = dlsym(library, name);
     if (address == NULL) {
         fprintf(stderr, "%s\n", dlerror());
@@ -78,19 +82,19 @@ static void print_pin(const char *name, char *buffer, uintptr_t capacity) {
     printf("\"");
 }
 
-static void get(void *library, char **arguments) {
+static void get(char **arguments) {
     uintptr_t capacity = number(arguments[1]);
     char *pin = new_buffer(capacity);
-    Entry6 call = (Entry6)entry(library, "scdlg_GetPIN");
+    Entry6 call = (Entry6)entry("scdlg_GetPIN");
     printf("{\"result\": %u", (unsigned)call(0, word(arguments[0]), word(pin), capacity, 0, 0));
     print_pin("pin", pin, capacity);
     free(pin);
 }
 
-static void change(void *library, char **arguments) {
+static void change(char **arguments) {
     uintptr_t old_capacity = number(arguments[1]), new_capacity = number(arguments[2]);
     char *old_pin = new_buffer(old_capacity), *new_pin = new_buffer(new_capacity);
-    Entry9 call = (Entry9)entry(library, "scdlg_ChangePIN");
+    Entry9 call = (Entry9)entry("scdlg_ChangePIN");
     printf("{\"result\": %u", (unsigned)call(0, word(arguments[0]), old_capacity != 0 ? word(old_pin) : 0, old_capacity,
                                              word(new_pin), new_capacity, number(arguments[3]), 0, 0));
     print_pin("old", old_pin, old_capacity);
@@ -99,34 +103,48 @@ static void change(void *library, char **arguments) {
     free(new_pin);
 }
 
-static void slot(void *library, char **arguments) {
+static void slot(char **arguments) {
     uint32_t selected = 99;
     uintptr_t names = 0;
-    Entry5 call = (Entry5)entry(library, "scdlg_SelectSlot");
+    Entry5 call = (Entry5)entry("scdlg_SelectSlot");
     while (arguments[1 + names] != NULL)
         names++;
     printf("{\"result\": %u", (unsigned)call(0, word(arguments[0]), word(arguments + 1), names, word(&selected)));
     printf(", \"selected\": %u", (unsigned)selected);
 }
 
-static void run(void *library, const char *name, char **arguments) {
+static void run(const char *name, char **arguments) {
     if (strcmp(name, "get") == 0)
-        get(library, arguments);
+        get(arguments);
     else if (strcmp(name, "change") == 0)
-        change(library, arguments);
+        change(arguments);
     else if (strcmp(name, "slot") == 0)
-        slot(library, arguments);
+        slot(arguments);
     else if (strcmp(name, "box") == 0)
         printf("{\"result\": %u",
-               (unsigned)((Entry3)entry(library, "scdlg_MessageBox"))(0, word(arguments[0]), word(arguments[1])));
+               (unsigned)((Entry3)entry("scdlg_MessageBox"))(0, word(arguments[0]), word(arguments[1])));
     else if (strcmp(name, "insert") == 0)
         printf("{\"result\": %u",
-               (unsigned)((Entry5)entry(library, "scdlg_InsertCard"))(0, word(arguments[0]), word(arguments[1]), 0, 0));
+               (unsigned)((Entry5)entry("scdlg_InsertCard"))(0, word(arguments[0]), word(arguments[1]), 0, 0));
     else if (strcmp(name, "pad") == 0)
-        printf("{\"result\": %u",
-               (unsigned)((Entry4)entry(library, "scdlg_PinPadMessage"))(0, word(arguments[0]), 0, 0));
+        printf("{\"result\": %u", (unsigned)((Entry4)entry("scdlg_PinPadMessage"))(0, word(arguments[0]), 0, 0));
     else
         exit(2);
+}
+
+static void *run_thread(void *unused) {
+    run(entry_arguments[0], entry_arguments + 1);
+    return unused;
+}
+
+static void run_threads(int threads) {
+    pthread_t thread[8];
+    int n;
+    for (n = 0; n < threads; n++)
+        if (pthread_create(&thread[n], NULL, run_thread, NULL) != 0)
+            exit(3);
+    for (n = 0; n < threads; n++)
+        pthread_join(thread[n], NULL);
 }
 
 /* What a dialog must leave as it was. */
@@ -148,8 +166,7 @@ static void print_state(struct sigaction *before) {
 
 int main(int argc, char **argv) {
     static struct sigaction before[SIGNALS];
-    void *library;
-    int n;
+    int n, threads = 0;
     if (argc < 4)
         return 2;
     library = dlopen(argv[1], RTLD_NOW | RTLD_NODELETE);
@@ -160,12 +177,18 @@ int main(int argc, char **argv) {
     for (argv += 2; (*argv)[0] == '-'; argv += 2) {
         if (strcmp(*argv, "-w") == 0)
             wait_file = argv[1];
+        else if (strcmp(*argv, "-t") == 0)
+            threads = atoi(argv[1]) % 9;
         else
             signal(atoi(argv[1]), strcmp(*argv, "-i") == 0 ? SIG_IGN : count);
     }
     for (n = 1; n < SIGNALS; n++)
         sigaction(n, NULL, &before[n]);
-    run(library, argv[0], argv + 1);
+    entry_arguments = argv;
+    if (threads == 0)
+        run_thread(NULL);
+    else
+        run_threads(threads);
     dlclose(library);
     if (wait_file != NULL) {
         FILE *file = fopen(wait_file, "w");

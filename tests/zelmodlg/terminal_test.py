@@ -216,6 +216,29 @@ class Signals(DialogCase):
         report = host.report()
         self.assertEqual((report["result"], report["pin"], report["handled"]), (0, b"1234".hex(), {"14": 1}))
 
+    def test_signals_that_another_thread_gets(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(number=number):
+                host = self.asking("-t", "1")
+                host.kill(number)
+                self.assertEqual(os.WTERMSIG(host.ended()), number)
+                self.assertTrue(host.echo())
+        host = self.asking("-t", "1")
+        host.type(b"\x03")
+        self.assertEqual(host.report()["result"], CANCELLED)
+
+    def test_threads_wait_for_each_other(self):
+        host = self.on_terminal("-t", "3", "get", "?", "64")
+        for count in (1, 2, 3):
+            host.expect_question(times=count)
+            time.sleep(0.1)
+            self.assertEqual(host.pump().count(b"PIN: "), count)
+            host.type(b"1234\n")
+        host.expect(b'"handled"')
+        self.assertEqual(os.WEXITSTATUS(host.ended()), 0)
+        self.assertEqual(host.seen.count(b'"pin": "31323334"'), 3)
+        self.assertTrue(host.echo())
+
     def test_lost_terminal(self):
         host = self.asking()
         os.close(host.slave)
