@@ -1,5 +1,5 @@
-// The token layer from end to end: find the token, open it, walk, read, find and change its objects, close it, on a
-// card with any content that may fail at any command.
+// The token layer from end to end: find the token, open it, prove who one is, walk, read, find and change its objects,
+// close it, on a card with any content that may fail at any command.
 #include <cstring>
 
 #include "token/pkcs15_types_functions.h"
@@ -129,10 +129,69 @@ void choose_algorithm(CardHandle card, const TokenContext *context) {
     pkcs15_ScSelectPrivateKeyAlgorithm(card, context, 1, 1, 0, &key_length, &algorithm, &reference);
 }
 
+/// A pinType that has no form is an assertion.
+bool has_form(const AuthenticationType &object) {
+    return object.tag != P15_TAG_PIN ||
+           static_cast<const PinAttributes *>(static_cast<const PKCS15Object *>(object.value)->typeAttributes)
+                   ->pinType <= 4;
+}
+
+void prove(CardHandle card, TokenContext *context, const AuthenticationType *object) {
+    const uint8_t *pin = reinterpret_cast<const uint8_t *>("1234");
+    const uint8_t *new_pin = reinterpret_cast<const uint8_t *>("56789");
+    uint8_t retries = 0;
+    uint32_t card_error = 0;
+    if (!has_form(*object))
+        return;
+    for (const uint32_t flags :
+         {uint32_t{P15_VERIFY_QUERY}, uint32_t{P15_VERIFY_CACHE}, uint32_t{P15_VERIFY_NO_PROMPT | P15_VERIFY_CACHE}})
+        checked(pkcs15_ScVerify(card, context, object, (flags & P15_VERIFY_NO_PROMPT) != 0 ? nullptr : pin, 4, flags,
+                                &retries, &card_error));
+    checked(pkcs15_ScSetAuthenticationObject(card, context, object, pin, 4, new_pin, 5, 0, &retries, &card_error));
+    checked(pkcs15_ScInitAuthenticationObject(card, context, object, pin, 4, &card_error));
+    checked(pkcs15_ScVerify(card, context, object, pin, 4, P15_VERIFY_CACHE, &retries, &card_error));
+}
+
+/// Proves all that can be proven, and takes back some of it.
+void prove_everything(CardHandle card, TokenContext *context) {
+    uint32_t cursor = 0, card_error = 0;
+    AuthenticationType *object = nullptr;
+    for (uint32_t mode = ENUM_FIRST; checked(pkcs15_EnumerateAODF(context, mode, &cursor, &object)) == 0;
+         mode = ENUM_NEXT) {
+        prove(card, context, object);
+        if ((cursor & 1) != 0)
+            checked(pkcs15_ScUnVerify(card, context, object, &card_error));
+    }
+}
+
+void read_certificate(CardHandle card, TokenContext *context, ObjectReference *reference) {
+    uint8_t *data = nullptr;
+    uint32_t length = 0, card_error = 0;
+    const uint32_t code =
+        checked(pkcs15_ScReadCertificate(card, context, reference, FLAG_USE_CACHE, &data, &length, &card_error));
+    fuzz::require((code == 0) == (data != nullptr), "certificate", "a value exactly when it is read");
+    pkcs15_FreeData(data);
+}
+
+/// Whether the objects' conditions may be evaluated: one of them may name a PIN whose type has no form.
+bool all_have_forms(const TokenContext *context) {
+    for (int32_t i = 0; i < List_len(context->authObjects); i++)
+        if (!has_form(*static_cast<const P15AuthenticationTypeInfo *>(List_get(context->authObjects, i))->authObject))
+            return false;
+    return true;
+}
+
+bool is_certificate(uint32_t type) {
+    return type >= PKCS15_CERTIFICATES && type <= PKCS15_USEFUL_CERTIFICATES;
+}
+
 void use_token(CardHandle card, TokenContext *context) {
+    prove_everything(card, context);
     for (uint32_t type = 0; type < token::object_types; type++) {
         ObjectReference *first = nullptr;
         walk(card, context, type, &first);
+        if (first != nullptr && is_certificate(type) && all_have_forms(context))
+            read_certificate(card, context, first);
         if (first != nullptr)
             rewrite(card, context, first);
         pkcs15_ObjectReferenceFree(first);

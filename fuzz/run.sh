@@ -18,6 +18,7 @@ cmake --build "$build" --target $targets
 python3 "$root/fuzz/make_corpus.py" "$build/seeds"
 mkdir -p "$build/findings"
 
+# A card may claim a certificate of 4 GB: room for it is asked for, but is no memory until something is read into it.
 # What a target found in earlier runs stays in its corpus folder and is built upon.
 one='
 target=$1 seconds=$2 root=$3 build=$4
@@ -26,7 +27,7 @@ mkdir -p "$build/corpus/$target"
 [ -d "$regressions" ] || regressions=
 log=$build/findings/$target.log
 if [ "$seconds" = 0 ]; then limit=-runs=0; else limit=-max_total_time=$seconds; fi
-if "$build/fuzz/$target" "$limit" -timeout=10 -rss_limit_mb=1024 -max_len=40000 -print_final_stats=1 \
+if "$build/fuzz/$target" "$limit" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=8192 -max_len=40000 -print_final_stats=1 \
     -artifact_prefix="$build/findings/$target-" "$build/corpus/$target" "$build/seeds/$target" $regressions \
     > "$log" 2>&1
 then

@@ -143,6 +143,12 @@ virtualcard::CardImage read_image(Reader &input) {
     for (uint16_t type = 0; type < 9; type++)
         add_file(application, static_cast<uint16_t>(0x4400 + type), input);
     image.root.files.push_back(std::move(application));
+    for (const uint8_t reference : {0x00, 0x01, 0x81}) {
+        virtualcard::Secret pin;
+        pin.reference = reference;
+        pin.value = {'1', '2', '3', '4'};
+        image.pins.push_back(std::move(pin));
+    }
     return image;
 }
 

@@ -2,6 +2,7 @@
 #ifndef ZELMOP15_TOKEN_PKCS15_AUTH_OBJECT_H
 #define ZELMOP15_TOKEN_PKCS15_AUTH_OBJECT_H
 
+#include "runtime/wiped.h"
 #include "token/pkcs15_accessors.h"
 
 namespace token {
@@ -13,6 +14,19 @@ const Identifier *auth_id(const PKCS15Object &object);
 /// Attributes of a PIN object, borrowed.
 inline const PinAttributes &pin_attributes(const PKCS15Object &object) {
     return *static_cast<const PinAttributes *>(object.typeAttributes);
+}
+
+/// Most octets of a PIN, typed or in the card's form.
+inline constexpr uint32_t pin_capacity = 64;
+
+/// A PIN in the card's form.
+struct EncodedPin {
+    WipedBuffer<pin_capacity> buffer;
+    uint32_t length = pin_capacity;
+};
+/// The number by which the card knows a PIN; 0 for one that has none.
+inline uint8_t pin_reference(const PinAttributes &attributes) {
+    return attributes.pinReference != nullptr ? first_octet(*attributes.pinReference) : uint8_t{0};
 }
 
 /// The secret key that an authentication key stands for.

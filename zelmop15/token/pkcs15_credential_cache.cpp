@@ -42,14 +42,15 @@ void wipe(CredentialCacheEntry &entry) {
     std::free(entry.credential);
 }
 
-OwnedEntry new_entry(const Identifier *authId, const uint8_t *value, uint32_t length) {
+// A new entry, or null.
+CredentialCacheEntry *new_entry(const Identifier *authId, const uint8_t *value, uint32_t length) {
     OwnedEntry entry(allocate<CredentialCacheEntry>());
     if (entry == nullptr)
         return nullptr;
     entry->credentialId = asn1_OctetString_clone(authId);
     entry->credential = copy_of(value, length);
     entry->credentialLen = length;
-    return entry->credentialId != nullptr && entry->credential != nullptr ? std::move(entry) : nullptr;
+    return entry->credentialId != nullptr && entry->credential != nullptr ? entry.release() : nullptr;
 }
 
 }  // namespace
@@ -62,7 +63,7 @@ const CredentialCacheEntry *find_credential(const TokenContext &context, const I
 }
 
 bool remember_credential(TokenContext &context, const Identifier *authId, const uint8_t *value, uint32_t length) {
-    OwnedEntry entry = new_entry(authId, value, length);
+    OwnedEntry entry(new_entry(authId, value, length));
     removeCredentialCacheEntry(&context, authId);
     if (entry == nullptr || List_append(context.credentialCache, entry.get(), nullptr) == nullptr)
         return false;

@@ -1,25 +1,18 @@
 // Setting and changing secrets.
 #include "asn1/asn1_x680.h"
 #include "runtime/assertion.h"
-#include "runtime/wiped.h"
 #include "token/pkcs15_auth_object.h"
 #include "token/pkcs15_card_call.h"
 #include "token/pkcs15_credential_cache.h"
 #include "token/pkcs15_exception.h"
 #include "token/pkcs15_scard_verify.h"
 
+using token::EncodedPin;
 using token::raise;
 
 namespace {
 
-constexpr uint32_t pin_capacity = 64;
 constexpr uint32_t new_value_only = 1;
-
-// A new PIN in the card's form.
-struct EncodedPin {
-    WipedBuffer<pin_capacity> buffer;
-    uint32_t length = pin_capacity;
-};
 
 // Whether the PIN's attributes allow the new value, and how the card would keep it.
 uint32_t check_new_pin(const PinAttributes &attributes, const uint8_t *value, uint32_t length, EncodedPin &encoded) {

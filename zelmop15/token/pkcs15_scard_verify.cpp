@@ -44,7 +44,7 @@ bool find_proof(const TokenContext &context, const AuthenticationType &type, Pro
     if (object->typeAttributes == nullptr)
         return true;
     const PinAttributes &pin = token::pin_attributes(*object);
-    proof = {pin.path, pin.pinReference != nullptr ? token::first_octet(*pin.pinReference) : uint8_t{0}};
+    proof = {pin.path, token::pin_reference(pin)};
     return true;
 }
 

@@ -4,19 +4,19 @@
 
 #include "asn1/asn1_x680.h"
 #include "runtime/scdialog_stub.h"
-#include "runtime/wiped.h"
 #include "token/pkcs15_auth_object.h"
 #include "token/pkcs15_card_call.h"
 #include "token/pkcs15_exception.h"
 #include "token/pkcs15_resource.h"
 #include "token/pkcs15_scard_verify.h"
 
+using token::EncodedPin;
+using token::pin_capacity;
 using token::raise;
 
 namespace {
 
 constexpr uint32_t initialized = 4;
-constexpr uint32_t pin_capacity = 64;
 
 // The dialog's text, and behind it always a terminator.
 using TypedPin = WipedBuffer<pin_capacity + 1>;
@@ -54,14 +54,8 @@ uint32_t select_pin(CardHandle card, const TokenContext *context, const PinAttri
                                       : pkcs15_ScSelectFile(card, context, nullptr, 0, nullptr, cardError);
 }
 
-// A PIN as it goes to the card.
-struct PresentedPin {
-    WipedBuffer<pin_capacity> buffer;
-    uint32_t length = pin_capacity;
-};
-
 // The card is the judge of a PIN that does not fit its attributes.
-void encode(const PinAttributes &attributes, const uint8_t *value, uint32_t length, PresentedPin &pin) {
+void encode(const PinAttributes &attributes, const uint8_t *value, uint32_t length, EncodedPin &pin) {
     constexpr uint32_t error_level = 2;
     if (pkcs15_TransformPIN(value, length, &attributes, pin.buffer.octets, &pin.length) != nullptr) {
         pin.length = std::min(pin.length, pin_capacity);
@@ -87,7 +81,7 @@ uint32_t pkcs15_ScVerifyPIN(CardHandle card, TokenContext *tokenContext, const P
         code = select_pin(card, tokenContext, attributes, cardError);
     if (code != 0)
         return raise(code);
-    const uint8_t reference = attributes.pinReference != nullptr ? token::first_octet(*attributes.pinReference) : 0;
+    const uint8_t reference = token::pin_reference(attributes);
     if ((flags & P15_VERIFY_QUERY) != 0) {
         code = token::card_result(scardcmd_QueryRetryCounter(card, reference, retries, 0), cardError);
         return code != 0 ? raise(code) : 0;
@@ -101,7 +95,7 @@ uint32_t pkcs15_ScVerifyPIN(CardHandle card, TokenContext *tokenContext, const P
         value = typed.octets;
         length = static_cast<uint32_t>(strnlen(reinterpret_cast<const char *>(value), pin_capacity));
     }
-    PresentedPin pin;
+    EncodedPin pin;
     encode(attributes, value, length, pin);
     code =
         token::card_result(scardcmd_VerifyPIN(card, reference, pin.buffer.octets, pin.length, retries, 0), cardError);
