@@ -43,6 +43,8 @@ class Pinentry final : public Dialog {
     gpg_error_t transact(const char *line, Secret *answer);
 
     Interruptions &interruptions_;
+    /// The program is not stopped, so the host is not either.
+    SignalWatch stops_{{SIGTSTP, Catch::unlessIgnored}};
     // In the order of their making: the conversation ends, then the program, and at last the terminal is put right.
     ControllingTerminal terminal_;
     std::optional<Process> process_;

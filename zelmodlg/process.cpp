@@ -5,7 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -15,75 +15,51 @@ namespace zelmodlg {
 namespace {
 
 /// For a program to end by itself once its input has ended, and once it has been asked to.
-constexpr int patience = 1000;
+constexpr int patience = 500;
 
-void check(int error) {
-    if (error != 0)
-        throw std::system_error(error, std::generic_category());
+/// What the child does until it is the program. The process may have other threads, so nothing in here may take memory
+/// or locks.
+[[noreturn]] void becomeProgram(const char *path, int channel, int nowhere, pid_t parent) {
+    // A program that outlives the host goes on drawing over the terminal. The host may be gone already.
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent)
+        _exit(127);
+    // A host may ignore or block these; the program is to have them all the same.
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGCHLD, SIGALRM})
+        ::signal(signal, SIG_DFL);
+    // A program that goes on after a stop does not always switch the echo off again.
+    ::signal(SIGTSTP, SIG_IGN);
+    // Higher copies first: the descriptors themselves may be any, the three standard ones among them.
+    const int input = fcntl(channel, F_DUPFD, STDERR_FILENO + 1);
+    const int error = fcntl(nowhere, F_DUPFD, STDERR_FILENO + 1);
+    if (dup2(input, STDIN_FILENO) < 0 || dup2(input, STDOUT_FILENO) < 0 || dup2(error, STDERR_FILENO) < 0)
+        _exit(127);
+    closefrom(STDERR_FILENO + 1);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    char *const arguments[] = {const_cast<char *>(path), nullptr};
+    execve(path, arguments, environ);
+    _exit(127);
 }
-
-class FileActions {
-  public:
-    explicit FileActions(int channel) {
-        check(posix_spawn_file_actions_init(&actions_));
-        try {
-            check(posix_spawn_file_actions_adddup2(&actions_, channel, STDIN_FILENO));
-            // By now the first copy: `channel` itself may be any descriptor, these three among them.
-            check(posix_spawn_file_actions_adddup2(&actions_, STDIN_FILENO, STDOUT_FILENO));
-            check(posix_spawn_file_actions_addopen(&actions_, STDERR_FILENO, "/dev/null", O_WRONLY, 0));
-            check(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
-        } catch (...) {
-            posix_spawn_file_actions_destroy(&actions_);
-            throw;
-        }
-    }
-    FileActions(const FileActions &) = delete;
-    FileActions &operator=(const FileActions &) = delete;
-    ~FileActions() {
-        posix_spawn_file_actions_destroy(&actions_);
-    }
-    const posix_spawn_file_actions_t *get() const {
-        return &actions_;
-    }
-
-  private:
-    posix_spawn_file_actions_t actions_;
-};
-
-class Attributes {
-  public:
-    Attributes() {
-        check(posix_spawnattr_init(&attributes_));
-        sigset_t none, usual;
-        sigemptyset(&none);
-        sigemptyset(&usual);
-        // A host may ignore these; the program is to have them all the same.
-        for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGCHLD, SIGALRM})
-            sigaddset(&usual, signal);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setsigdefault(&attributes_, &usual);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    Attributes(const Attributes &) = delete;
-    Attributes &operator=(const Attributes &) = delete;
-    ~Attributes() {
-        posix_spawnattr_destroy(&attributes_);
-    }
-    const posix_spawnattr_t *get() const {
-        return &attributes_;
-    }
-
-  private:
-    posix_spawnattr_t attributes_;
-};
 
 }  // namespace
 
 Process::Process(const std::string &path, int channel) {
-    const FileActions actions(channel);
-    const Attributes attributes;
-    char *const arguments[] = {const_cast<char *>(path.c_str()), nullptr};
-    check(posix_spawn(&pid_, path.c_str(), actions.get(), attributes.get(), arguments, environ));
+    const pid_t parent = getpid();
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    // No handler of the host may run in the child.
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pid_ = fork();
+    if (pid_ == 0)
+        becomeProgram(path.c_str(), channel, nowhere, parent);
+    const int error = errno;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    close(nowhere);
+    if (pid_ < 0)
+        throw std::system_error(error, std::generic_category());
 }
 
 Process::~Process() {

@@ -7,12 +7,12 @@
 
 namespace zelmodlg {
 
-/// A child process; it is gone at the latest when its object is.
+/// A child process; it is gone at the latest when its object is, and when the thread that made it ends.
 class Process {
   public:
     /// Starts the program at `path` without arguments, its standard input and output being `channel` and its standard
-    /// error /dev/null. It inherits no other descriptor, no blocked signal, and the environment as it is. Throws
-    /// std::system_error.
+    /// error /dev/null. It inherits no other descriptor, no blocked signal, and the environment as it is; it is not
+    /// stopped by Ctrl-Z. A program that cannot be run ends at once. Throws std::system_error.
     Process(const std::string &path, int channel);
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;

@@ -5,6 +5,7 @@ import os
 import pathlib
 import shlex
 import shutil
+import signal
 import subprocess
 import unittest
 
@@ -78,6 +79,38 @@ class Installed(DialogCase):
             self.expect("Question", "PIN:")
             self.keys("12", "C-c")
             self.assertEqual(self.result(), (CANCELLED, ""))
+
+    def test_stop_key_does_nothing(self):
+        """A stopped pinentry-tty would show the rest of the PIN when it goes on."""
+        for name in self.each():
+            self.start(name, "get", "Question", "64")
+            self.expect("Question", "PIN:")
+            self.keys("12", "C-z", "34", "Enter")
+            self.assertEqual(self.result()[0], 0)
+            self.assertNotIn("34", self.screen())
+
+    def test_killed_host(self):
+        for name in self.each():
+            self.start(name, "get", "Question", "64")
+            self.expect("Question", "PIN:")
+            # Only the host's own child is looked for.
+            host = until(lambda: self.children(HOST), "the host")[0]
+            program = until(lambda: self.children(str(self.bin / name)), "the program")[0]
+            os.kill(host, signal.SIGKILL)
+            until(lambda: not pathlib.Path(f"/proc/{program}").exists(), "the end of the program")
+
+    def children(self, program):
+        """Process numbers of a program that was started by this test."""
+        own = f"FAKE_PINENTRY={self.folder}\0".encode()
+        found = []
+        for entry in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                if own in (entry / "environ").read_bytes() and \
+                        (entry / "cmdline").read_bytes().split(b"\0")[0] == program.encode():
+                    found.append(int(entry.name))
+            except OSError:
+                continue
+        return found
 
     def test_cancel_button(self):
         self.start("pinentry-curses", "get", "Question", "64")

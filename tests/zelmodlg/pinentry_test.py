@@ -317,9 +317,11 @@ class Signals(DialogCase):
         until((self.folder / "waiting").exists, "the question")
         return host
 
+    def programs(self):
+        return [p for p in pathlib.Path("/proc").glob("[0-9]*/environ") if self.mine(p)]
+
     def assert_program_gone(self):
-        running = [p for p in pathlib.Path("/proc").glob("[0-9]*/environ") if self.mine(p)]
-        self.assertEqual(running, [])
+        self.assertEqual(self.programs(), [])
 
     def mine(self, environ):
         try:
@@ -352,6 +354,22 @@ class Signals(DialogCase):
         host.type(b"\x03")
         report = host.report()
         self.assertEqual((report["result"], report["handled"]), (CANCELLED, {}))
+        self.assert_untouched(report)
+
+    def test_a_killed_host_leaves_no_program_behind(self):
+        host = self.waiting_host()
+        host.kill(signal.SIGKILL)
+        host.ended()
+        until(lambda: not self.programs(), "the end of the program")
+
+    def test_nothing_is_stopped(self):
+        host = self.waiting_host(answer={"wait": "go", "then": "D 1\nOK\n"})
+        host.type(b"\x1a")
+        host.kill(signal.SIGTSTP)
+        time.sleep(0.1)
+        (self.folder / "go").touch()
+        report = host.report()
+        self.assertEqual((report["result"], report["pin"]), (0, hexed("1")))
         self.assert_untouched(report)
 
     def test_ignored_signals_stay_ignored(self):
