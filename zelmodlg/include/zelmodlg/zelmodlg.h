@@ -54,8 +54,8 @@ extern "C" {
  * @param buffer    char *: receives the PIN as it was typed, in UTF-8, with a zero octet at the end; `capacity` + 1
  *                  octets. Not null.
  * @param capacity  the most octets that the PIN may have, at least 1; more than 1000 are never stored.
- * @return ZELMODLG_OK, ZELMODLG_CANCELLED or ZELMODLG_FAILED. An empty PIN and one that is too long are not accepted: the
- *         dialog says so and asks again, twice.
+ * @return ZELMODLG_OK, ZELMODLG_CANCELLED or ZELMODLG_FAILED. An empty PIN and one that is too long are not accepted:
+ * the dialog says so and asks again, twice.
  */
 uint32_t scdlg_GetPIN(uintptr_t owner, uintptr_t prompt, uintptr_t buffer, uintptr_t capacity, uintptr_t reserved1,
                       uintptr_t reserved2);
