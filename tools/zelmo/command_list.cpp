@@ -4,20 +4,12 @@
 #include "directory.h"
 #include "list_text.h"
 #include "output.h"
+#include "session.h"
 #include "text.h"
-#include "token.h"
 
 namespace zelmo {
 
 namespace {
-
-std::vector<uint8_t> parseAid(const std::string &text) {
-    try {
-        return unhex(text);
-    } catch (const std::invalid_argument &error) {
-        throw Failure(Exit::usage, fmt::format("--aid: {}", error.what()));
-    }
-}
 
 Json listing(const Card &card, const Choice &choice) {
     const Token token = openToken(card, *choice.application);
@@ -43,7 +35,7 @@ Exit report(const Json &unreadable) {
 }  // namespace
 
 Exit runList(const Options &options) {
-    const std::vector<uint8_t> aid = parseAid(options.aid);
+    const std::vector<uint8_t> aid = wantedAid(options);
     const Card card(options.reader, options.trace);
     const Json json = listing(card, chooseApplication(card, aid));
     Output output;

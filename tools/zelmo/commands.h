@@ -10,12 +10,20 @@ namespace zelmo {
 
 /// What the command line asks for.
 struct Options {
-    std::string reader;           ///< Name of the reader; empty for the only one.
-    std::string log;              ///< LEVEL or LEVEL:FILE; empty for no log.
-    bool trace = false;           ///< Card commands and ASN.1 to stderr.
-    bool json = false;            ///< JSON in the place of text.
-    std::string aid;              ///< Hexadecimal AID of the application to open; empty for the PKCS#15 one.
-    std::string file;             ///< Image file.
+    std::string reader;    ///< Name of the reader; empty for the only one.
+    std::string log;       ///< LEVEL or LEVEL:FILE; empty for no log.
+    bool trace = false;    ///< Card commands and ASN.1 to stderr.
+    bool json = false;     ///< JSON in the place of text.
+    std::string aid;       ///< Hexadecimal AID of the application to open; empty for the PKCS#15 one.
+    std::string file;      ///< Image file.
+    std::string id;        ///< Id or label of the PIN or certificate that is meant.
+    std::string pinId;     ///< Id or label of the PIN to present for a certificate; empty for the one that guards it.
+    std::string pukId;     ///< Id or label of the PUK; empty for the one that the PIN names.
+    int pinFd = -1;        ///< Descriptor to read PINs from; -1 for none.
+    std::string pinFile;   ///< File to read PINs from; empty for none.
+    std::string language;  ///< Code of the prompts' language; empty for the one of LANG.
+    std::string output;    ///< File to write to; empty for stdout.
+    bool pem = false;      ///< PEM in the place of DER.
     std::string profile = "eid";  ///< Kind of new card.
     bool force = false;           ///< Overwrite an image.
 };
@@ -26,6 +34,14 @@ Exit runList(const Options &options);
 Exit runApps(const Options &options);
 Exit runCardNew(const Options &options);
 Exit runCardShow(const Options &options);
+Exit runPinList(const Options &options);
+Exit runPinStatus(const Options &options);
+Exit runPinVerify(const Options &options);
+Exit runPinChange(const Options &options);
+Exit runPinSet(const Options &options);
+Exit runPinUnblock(const Options &options);
+Exit runCertList(const Options &options);
+Exit runCertRead(const Options &options);
 
 }  // namespace zelmo
 

@@ -159,10 +159,25 @@ std::string consentText(const Json &value, const Context &context) {
     return fmt::format("again after {} use{}", plain(value, context), value == 1 ? "" : "s");
 }
 
+std::string errorText(const Json &error, const Context &) {
+    std::string reason = error["name"];
+    if (error.contains("cardErrorText"))
+        reason += fmt::format(" ({})", error["cardErrorText"].get<std::string>());
+    return reason;
+}
+
+std::string readingText(const Json &reading, const Context &) {
+    return reading == "pin" ? "needs a PIN" : reading == "free" ? "" : words(reading.get<std::string>());
+}
+
 // ---- what blocks show -----------------------------------------------------------------------------------------------
 
-constexpr std::array<Row, 38> object_rows = {{
+constexpr std::array<Row, 44> object_rows = {{
     {"id", "Id", plain},
+    {"state", "State", spelled},
+    {"triesLeft", "Tries left", plain},
+    {"error", "Not told", errorText},
+    {"reading", "Reading", readingText},
     {"flags", "Flags", list},
     {"authId", "Guarded by", guardText},
     {"userConsent", "Consent", consentText},
@@ -180,6 +195,8 @@ constexpr std::array<Row, 38> object_rows = {{
     {"subject", "Subject", nameOrHex},
     {"issuer", "Issuer", nameOrHex},
     {"serialNumber", "Serial number", plain},
+    {"notBefore", "Valid from", timeText},
+    {"notAfter", "Valid to", timeText},
     {"authority", "CA", onlyYes},
     {"implicitTrust", "Trusted", onlyYes},
     {"applicationName", "Application", plain},
@@ -320,13 +337,10 @@ void printObject(Output &output, const Json &object, const Context &context) {
     printRows(output, object_rows, object, context);
 }
 
-void printUnreadable(Output &output, const Json &item) {
-    const Json &error = item["error"];
+void printUnreadable(Output &output, const Json &item, const Context &context) {
     const std::string what =
         item.contains("objectId") ? fmt::format("object {}", item["objectId"].dump()) : std::string("the directory");
-    std::string reason = error["name"];
-    if (error.contains("cardErrorText"))
-        reason += fmt::format(" ({})", error["cardErrorText"].get<std::string>());
+    const std::string reason = errorText(item["error"], context);
     output.print("  {}\n", output.styled(Style::error, fmt::format("cannot read {}: {}", what, reason)));
 }
 
@@ -348,7 +362,7 @@ void printSection(Output &output, const Section &section, const Json &listing, c
     for (const Json *object : objects)
         printObject(output, *object, context);
     for (const Json *item : unreadable)
-        printUnreadable(output, *item);
+        printUnreadable(output, *item, context);
 }
 
 }  // namespace
@@ -369,6 +383,21 @@ void printListing(Output &output, const Json &listing) {
         printSection(output, section, listing, context);
     if (listing["objects"].empty() && listing["unreadable"].empty())
         output.print("The token holds no objects.\n");
+}
+
+void printPins(Output &output, const Json &pins) {
+    const Guards guards = guardsOf(pins);
+    output.heading(fmt::format("PINs ({})", pins.size()));
+    for (const Json &pin : pins)
+        printObject(output, pin, {guards});
+}
+
+void printCertificates(Output &output, const Json &listing) {
+    const Guards guards;
+    for (const Section &section : sections)
+        printSection(output, section, listing, {guards});
+    if (listing["objects"].empty() && listing["unreadable"].empty())
+        output.print("The token holds no certificates.\n");
 }
 
 void printApplication(Output &output, size_t number, const Json &application) {

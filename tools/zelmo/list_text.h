@@ -10,6 +10,12 @@ namespace zelmo {
 /// Prints a whole listing: application, tokenInfo, objects, unreadable.
 void printListing(Output &output, const Json &listing);
 
+/// Prints the PINs that 'zelmo pin list' shows.
+void printPins(Output &output, const Json &pins);
+
+/// Prints what 'zelmo cert list' shows: objects, unreadable.
+void printCertificates(Output &output, const Json &listing);
+
 /// Prints one application of EF.DIR under its number.
 void printApplication(Output &output, size_t number, const Json &application);
 

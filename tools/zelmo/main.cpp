@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fmt/format.h>
+#include <limits>
 #include <new>
 #include <sstream>
 
@@ -33,11 +34,25 @@ CLI::App *addCommand(CLI::App &parent, const char *name, const char *description
     return command;
 }
 
+CLI::App *addGroup(CLI::App &app, const char *name, const char *description, const char *examples) {
+    CLI::App *group = app.add_subcommand(name, description);
+    group->require_subcommand(1);
+    group->fallthrough();
+    group->footer(std::string("Examples:\n") + examples);
+    return group;
+}
+
+void addAid(CLI::App &command, Options &options) {
+    command.add_option("--aid", options.aid, "Open this application in the place of the PKCS#15 one")->type_name("HEX");
+}
+
+void addJson(CLI::App &command, Options &options) {
+    command.add_flag("--json", options.json, "Print JSON, as docs/zelmo.md describes it");
+}
+
 void addCardCommands(CLI::App &app, Options &options, Run &chosen) {
-    CLI::App *card = app.add_subcommand("card", "Make and show virtual cards");
-    card->require_subcommand(1);
-    card->fallthrough();
-    card->footer("Examples:\n  zelmo card new demo.card\n  zelmo card show demo.card");
+    CLI::App *card =
+        addGroup(app, "card", "Make and show virtual cards", "  zelmo card new demo.card\n  zelmo card show demo.card");
     CLI::App *make = addCommand(*card, "new", "Make the image of a new virtual card",
                                 "  zelmo card new demo.card\n  zelmo card new --profile records --force demo.card",
                                 zelmo::runCardNew, chosen);
@@ -52,6 +67,87 @@ void addCardCommands(CLI::App &app, Options &options, Run &chosen) {
     show->add_option("FILE", options.file, "Image file to show")->required();
 }
 
+/// PINs are no arguments: other processes can see those.
+void addPinSource(CLI::App &command, Options &options) {
+    CLI::Option *descriptor =
+        command.add_option("--pin-fd", options.pinFd, "Read PINs from this open descriptor, a line each")
+            ->type_name("N")
+            ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
+    command.add_option("--pin-file", options.pinFile, "Read PINs from a file that only you can read, a line each")
+        ->type_name("FILE")
+        ->excludes(descriptor);
+    command.add_option("--lang", options.language, "Language of the PIN dialog: en, de, fr, sk, es, pt, it or bg")
+        ->type_name("CODE");
+}
+
+void addId(CLI::App &command, Options &options, const char *description) {
+    command.add_option("ID", options.id, description)->required()->type_name("");
+}
+
+void addPinCommands(CLI::App &app, Options &options, Run &chosen) {
+    CLI::App *pin = addGroup(app, "pin", "Show, verify, change, set and unblock PINs",
+                             "  zelmo pin list\n  zelmo pin verify 01\n  zelmo pin change PIN --pin-fd 3 3<pins");
+    struct Entry {
+        const char *name;
+        const char *description;
+        const char *examples;
+        Run run;
+        bool shows, presents;
+    };
+    constexpr const char *what = "Id of the PIN in hexadecimal, or its label";
+    const Entry entries[] = {
+        {"list", "List the PINs and how they stand", "  zelmo pin list\n  zelmo pin list --json", zelmo::runPinList,
+         true, false},
+        {"status", "Tell how many tries a PIN has left, without spending one",
+         "  zelmo pin status 01\n  zelmo pin status \"SO PIN\" --json", zelmo::runPinStatus, true, false},
+        {"verify", "Present a PIN to the card",
+         "  zelmo pin verify 01\n  zelmo pin verify 01 --pin-file ~/.pin\n  zelmo pin verify 01 --lang de",
+         zelmo::runPinVerify, false, true},
+        {"change", "Change a PIN; from a descriptor or file: the present PIN, then the new one",
+         "  zelmo pin change 01\n  printf '%s\\n' \"$OLD\" \"$NEW\" | zelmo pin change 01 --pin-fd 0",
+         zelmo::runPinChange, false, true},
+        {"set", "Give a PIN its first value, where the card allows it",
+         "  zelmo pin set 01\n  zelmo pin set 01 --pin-file first-pin", zelmo::runPinSet, false, true},
+        {"unblock", "Set a PIN free with its PUK; from a descriptor or file: the PUK, then the new PIN",
+         "  zelmo pin unblock 01\n  zelmo pin unblock 01 --puk-id 02 --pin-fd 3 3<pins", zelmo::runPinUnblock, false,
+         true},
+    };
+    for (const Entry &entry : entries) {
+        CLI::App *command = addCommand(*pin, entry.name, entry.description, entry.examples, entry.run, chosen);
+        if (entry.run != zelmo::runPinList)
+            addId(*command, options, what);
+        if (entry.shows)
+            addJson(*command, options);
+        if (entry.presents)
+            addPinSource(*command, options);
+        if (entry.run == zelmo::runPinUnblock)
+            command->add_option("--puk-id", options.pukId, "Id or label of the PUK, when the token does not tell")
+                ->type_name("ID");
+        addAid(*command, options);
+    }
+}
+
+void addCertCommands(CLI::App &app, Options &options, Run &chosen) {
+    CLI::App *cert = addGroup(app, "cert", "List and read certificates",
+                              "  zelmo cert list\n  zelmo cert read \"Signature certificate\" --pem");
+    CLI::App *list = addCommand(*cert, "list", "List the certificates with what they say",
+                                "  zelmo cert list\n  zelmo cert list --json", zelmo::runCertList, chosen);
+    addJson(*list, options);
+    addAid(*list, options);
+    CLI::App *read = addCommand(
+        *cert, "read", "Read a certificate, with the PIN if the card demands it",
+        "  zelmo cert read \"Signature certificate\" -o sign.der\n"
+        "  zelmo cert read 47 --pem | openssl x509 -noout -text\n  zelmo cert read 47 -o ec.der --pin-fd 3 3<pin",
+        zelmo::runCertRead, chosen);
+    addId(*read, options, "Id of the certificate in hexadecimal, or its label");
+    read->add_option("-o,--output", options.output, "File to write to")->type_name("FILE");
+    read->add_flag("--pem", options.pem, "Write PEM in the place of DER");
+    read->add_option("--pin-id", options.pinId, "Id or label of the PIN to present, when it is not the one that guards")
+        ->type_name("ID");
+    addPinSource(*read, options);
+    addAid(*read, options);
+}
+
 void addCommands(CLI::App &app, Options &options, Run &chosen) {
     addCommand(app, "readers", "List the readers",
                "  zelmo readers\n  ZELMOCRD_CARDS=$HOME/cards zelmo readers      (virtual cards of a folder)",
@@ -61,13 +157,15 @@ void addCommands(CLI::App &app, Options &options, Run &chosen) {
                                 "  zelmo --reader virtual:demo.card list --json\n"
                                 "  zelmo --reader virtual:demo.card --log debug:zelmo.log --trace list",
                                 zelmo::runList, chosen);
-    list->add_flag("--json", options.json, "Print JSON, as docs/zelmo.md describes it");
-    list->add_option("--aid", options.aid, "Open this application in the place of the PKCS#15 one")->type_name("HEX");
+    addJson(*list, options);
+    addAid(*list, options);
     CLI::App *apps = addCommand(app, "apps", "List the applications that the card's EF.DIR names",
                                 "  zelmo --reader virtual:demo.card apps\n"
                                 "  zelmo --reader virtual:demo.card apps --json",
                                 zelmo::runApps, chosen);
-    apps->add_flag("--json", options.json, "Print JSON, as docs/zelmo.md describes it");
+    addJson(*apps, options);
+    addPinCommands(app, options, chosen);
+    addCertCommands(app, options, chosen);
     addCardCommands(app, options, chosen);
 }
 

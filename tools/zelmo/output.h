@@ -32,6 +32,10 @@ class Output {
     bool colour_;
 };
 
+/// Writes a file whole: a process that is killed leaves the old content or the new. What is no regular file, such as a
+/// device, is written to as it stands. Throws Failure.
+void writeFile(const std::string &file, std::string_view content);
+
 }  // namespace zelmo
 
 #endif

@@ -8,15 +8,8 @@ namespace zelmo {
 
 namespace {
 
-constexpr uint32_t object_types = 9;
+constexpr std::initializer_list<uint32_t> all_types = {0, 1, 2, 3, 4, 5, 6, 7, 8};
 constexpr int most_objects = 1000;  // a card that lists more does not come to an end
-
-struct FreeReference {
-    void operator()(ObjectReference *reference) const {
-        pkcs15_ObjectReferenceFree(reference);
-    }
-};
-using Reference = std::unique_ptr<ObjectReference, FreeReference>;
 
 /// One walk over the objects of a type; closes its cursor.
 class Enumeration {
@@ -29,7 +22,7 @@ class Enumeration {
             pkcs15_ScEnumerateObjects(card_.handle(), &token_, type_, ENUM_CLOSE, 0, &cursor_, nullptr, nullptr);
     }
     /// The next reference, with the result of the call.
-    uint32_t next(Reference &reference, uint32_t &raw) {
+    uint32_t next(OwnedReference &reference, uint32_t &raw) {
         ObjectReference *found = nullptr;
         const uint32_t code = pkcs15_ScEnumerateObjects(card_.handle(), &token_, type_, mode_, FLAG_REFRESH_CACHE,
                                                         &cursor_, &found, &raw);
@@ -46,17 +39,7 @@ class Enumeration {
     uintptr_t cursor_ = 0;
 };
 
-Json errorJson(uint32_t code, uint32_t raw) {
-    Json error = {{"code", fmt::format("{:08X}", code)}, {"name", codeName(code)}};
-    if (raw != 0) {
-        error["cardError"] = fmt::format("{:08X}", raw);
-        error["cardErrorText"] = rawText(raw);
-    }
-    error["exitCode"] = static_cast<int>(exitFor(code, raw));
-    return error;
-}
-
-Json unreadableJson(uint32_t type, const Reference &reference, uint32_t code, uint32_t raw) {
+Json unreadableJson(uint32_t type, const OwnedReference &reference, uint32_t code, uint32_t raw) {
     Json json = {{"type", objectTypeName(type)}, {"objectType", type}};
     if (reference)
         json["objectId"] = pkcs15_GetObjectId(reference.get());
@@ -64,12 +47,7 @@ Json unreadableJson(uint32_t type, const Reference &reference, uint32_t code, ui
     return json;
 }
 
-void throwIfCardGone(uint32_t code, uint32_t raw) {
-    if (code == PKCS15_E_NO_CARD || code == PKCS15_E_CARD_REMOVED)
-        throw libraryFailure("cannot read the objects", code, raw);
-}
-
-void readObject(const Card &card, TokenContext &token, Reference &reference, Walk &walk) {
+void readObject(const Card &card, TokenContext &token, OwnedReference &reference, Walk &walk) {
     const uint32_t type = pkcs15_GetObjectType(reference.get());
     void *object = nullptr;
     uint32_t raw = 0;
@@ -81,12 +59,13 @@ void readObject(const Card &card, TokenContext &token, Reference &reference, Wal
     }
     walk.objects.push_back(viewObject(type, pkcs15_GetObjectId(reference.get()), object));
     pkcs15_ScReleaseDFEntry(card.handle(), &token, reference.get(), RELEASE_DISCARD, object, &raw);
+    walk.references.push_back(std::move(reference));
 }
 
 void readType(const Card &card, TokenContext &token, uint32_t type, Walk &walk) {
     Enumeration enumeration(card, token, type);
     for (int count = 0; count < most_objects; ++count) {
-        Reference reference;
+        OwnedReference reference;
         uint32_t raw = 0;
         const uint32_t code = enumeration.next(reference, raw);
         if (code == PKCS15_S_END_OF_ENUMERATION)
@@ -103,6 +82,21 @@ void readType(const Card &card, TokenContext &token, uint32_t type, Walk &walk) 
 
 }  // namespace
 
+Json errorJson(uint32_t code, uint32_t raw) {
+    Json error = {{"code", fmt::format("{:08X}", code)}, {"name", codeName(code)}};
+    if (raw != 0) {
+        error["cardError"] = fmt::format("{:08X}", raw);
+        error["cardErrorText"] = rawText(raw);
+    }
+    error["exitCode"] = static_cast<int>(exitFor(code, raw));
+    return error;
+}
+
+void throwIfCardGone(uint32_t code, uint32_t raw) {
+    if (code == PKCS15_E_NO_CARD || code == PKCS15_E_CARD_REMOVED)
+        throw libraryFailure("cannot read the token", code, raw);
+}
+
 Token openToken(const Card &card, const DIRRecord &application) {
     TokenContext *context = nullptr;
     uint32_t raw = 0;
@@ -112,9 +106,9 @@ Token openToken(const Card &card, const DIRRecord &application) {
     return Token(context);
 }
 
-Walk readObjects(const Card &card, TokenContext &token) {
+Walk readObjects(const Card &card, TokenContext &token, std::initializer_list<uint32_t> types) {
     Walk walk;
-    for (uint32_t type = 0; type < object_types; ++type)
+    for (const uint32_t type : types.size() != 0 ? types : all_types)
         readType(card, token, type, walk);
     return walk;
 }

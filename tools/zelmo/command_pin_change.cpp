@@ -1,0 +1,37 @@
+#include <cstdio>
+#include <fmt/format.h>
+
+#include "commands.h"
+#include "pin_change.h"
+#include "pin_source.h"
+#include "prompts.h"
+
+namespace zelmo {
+
+Exit runPinChange(const Options &options) {
+    setLanguage(options.language);
+    PinSource source(options);
+    const Session session(options);
+    const std::vector<Pin> pins = readPins(session.token());
+    const Pin &pin = choosePin(pins, options.id);
+    requireKnownForm(pin);
+    refuseIf(pin.has(PinFlag::changeDisabled), pin, "changed");
+    if (source.isPerson())
+        requireUsable(session.card(), session.token(), pin);
+    Secret present;
+    Secret fresh;
+    source.present(present, pin, session.token());
+    source.fresh(fresh, pin, session.token());
+    const Transaction transaction(session.card());
+    uint8_t tries = noTriesTold;
+    uint32_t raw = 0;
+    const uint32_t code =
+        pkcs15_ScSetAuthenticationObject(session.card().handle(), &session.token(), pin.object, present.data(),
+                                         present.length(), fresh.data(), fresh.length(), 0, &tries, &raw);
+    if (code != 0)
+        throw changeFailure(pin, "changed", code, raw, tries);
+    fmt::print(stderr, "{} is changed.\n", pin.text());
+    return Exit::ok;
+}
+
+}  // namespace zelmo

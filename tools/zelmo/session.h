@@ -1,0 +1,51 @@
+// The card and the token that a command works on.
+#ifndef ZELMO_SESSION_H
+#define ZELMO_SESSION_H
+
+#include <cstdint>
+#include <vector>
+
+#include "card.h"
+#include "commands.h"
+#include "token.h"
+
+namespace zelmo {
+
+/// The AID that --aid gives; empty for none. Throws Failure.
+std::vector<uint8_t> wantedAid(const Options &options);
+
+/// An open card and the token on it that the options ask for.
+class Session {
+  public:
+    /// Throws Failure.
+    explicit Session(const Options &options) : Session(options, wantedAid(options)) {}
+    const Card &card() const {
+        return card_;
+    }
+    TokenContext &token() const {
+        return *token_;
+    }
+
+  private:
+    Session(const Options &options, std::vector<uint8_t> aid);
+
+    Card card_;
+    Token token_;
+};
+
+/// The card taken from all other programs, for as long as this lives.
+class Transaction {
+  public:
+    /// Throws Failure.
+    explicit Transaction(const Card &card);
+    ~Transaction();
+    Transaction(const Transaction &) = delete;
+    Transaction &operator=(const Transaction &) = delete;
+
+  private:
+    const Card &card_;
+};
+
+}  // namespace zelmo
+
+#endif
