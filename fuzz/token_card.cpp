@@ -143,7 +143,7 @@ virtualcard::CardImage read_image(Reader &input) {
     for (uint16_t type = 0; type < 9; type++)
         add_file(application, static_cast<uint16_t>(0x4400 + type), input);
     image.root.files.push_back(std::move(application));
-    for (const uint8_t reference : {0x00, 0x01, 0x81}) {
+    for (const uint8_t reference : {uint8_t{0x00}, uint8_t{0x01}, uint8_t{0x81}}) {
         virtualcard::Secret pin;
         pin.reference = reference;
         pin.value = {'1', '2', '3', '4'};
