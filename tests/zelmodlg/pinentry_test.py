@@ -1,13 +1,16 @@
 """The conversation with a pinentry program, on a fake one."""
 
+import json
 import os
 import pathlib
+import shutil
 import signal
+import subprocess
 import threading
 import time
 import unittest
 
-from dialog_case import CANCELLED, FAILED, DialogCase, until
+from dialog_case import CANCELLED, FAILED, HOST, LIBRARY, DialogCase, until
 
 
 def hexed(text):
@@ -300,6 +303,30 @@ class Choice(DialogCase):
         self.assertEqual((report["result"], report["pin"]), (0, hexed("1234")))
         self.assertEqual(self.commands("GETPIN"), ["GETPIN"])
         self.assert_untouched(report)
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can make a set-uid program")
+    def test_a_set_uid_host_does_not_run_what_its_user_names(self):
+        if os.statvfs(self.folder).f_flag & os.ST_NOSUID or not all(
+                p.stat().st_mode & 0o001 for p in (*pathlib.Path(LIBRARY).parents, pathlib.Path(LIBRARY))):
+            self.skipTest("another user cannot run the host here, or not with root's rights")
+        # One that every user can run.
+        program = self.bin / "pinentry"
+        program.write_text("#!/bin/sh\n: >$FAKE_PINENTRY/told.json\necho OK\nwhile read -r line; do\n"
+                           "[ \"$line\" != GETPIN ] || echo D 1\necho OK\ndone\n")
+        program.chmod(0o755)
+        host = self.folder / "host"
+        shutil.copy(HOST, host)
+        self.folder.chmod(0o777)
+        changes = {"DISPLAY": ":0"}
+        for mode, variables, result in ((0o755, {"ZELMODLG_PINENTRY": str(program)}, 0), (0o755, {}, 0),
+                                        (0o4755, {"ZELMODLG_PINENTRY": str(program)}, FAILED), (0o4755, {}, FAILED)):
+            with self.subTest(mode=oct(mode), variables=variables):
+                host.chmod(mode)
+                (self.folder / "told.json").unlink(missing_ok=True)
+                done = subprocess.run([host, LIBRARY, "get", "?", "64"], capture_output=True, user=65534, group=65534,
+                                      env=self.environment(**changes, **variables), start_new_session=True)
+                self.assertEqual(json.loads(done.stdout)["result"], result, done.stderr)
+                self.assertEqual((self.folder / "told.json").exists(), result == 0)
 
     def test_folders_of_the_working_directory_are_not_searched(self):
         self.fake("pinentry-tty", GETPIN=["D 1\nOK\n"])
