@@ -142,13 +142,31 @@ def apdu_seeds():
         [select_application, "00A4020002440200", "00B0000000", "002000810431323334", "00B0000000", "0020008100"],
         ["00A4000C023F00", "00CA010000", "00CA018100", "0084000008", "00A40000025015", "00A4010C02DF02", "00A4030C"],
         ["00B191000454020000", "00B19100045402012C00", "00D7910006540200015301AA"],
+        ["0020000301313233", "00240003013132", "0024010302AABB", "00200003", "0020FF80", "0020FF00"],
+        ["002400810831323334" + "35363738", "00240181023132", "002C00810532" + "34343434", "002C01810132", "002C0382",
+         "002C02820133"],
+        ["0084000008", "0082000108" + "00" * 8, "00820001", "00CA008400", "00200002" + "0132",
+         "80D8000210" + "00" * 16, "80D8000118" + "00" * 24],
         ["00A4080C", "00A40000", "00C0000000", "00", "", "8000000000", "00B00000000000", "00B0000000FFFF"],
     ]
     for sequence in sequences:
         yield b"".join(bytes([len(command) // 2]) + bytes.fromhex(command) for command in sequence)
 
 
+def pin_seeds():
+    """Type, least, most, stored length, pad, which of them count; then the PIN."""
+    for kind in range(7):
+        for flags in range(8):
+            for pin in ("1234", "123456789012", "Gr\u00fc\u00dfe", "\u0390\ufb03\U00010428"):
+                yield bytes([kind, 1, 12, 16, 0xFF, flags]) + pin.encode()
+
+
 def image_seeds():
+    yield json.dumps({
+        "format": "zelmo virtual card 1", "root": {"fid": "3F00", "kind": "df"},
+        "pins": [{"reference": 1, "minLength": 4, "maxLength": 8, "unblockedBy": 2,
+                  "access": {"change": "never", "unblock": {"key": 3}}}, {"reference": 2, "value": "32"}],
+        "keys": [{"reference": 3, "algorithm": "3des", "value": "00" * 16, "access": {"change": "always"}}]}).encode()
     for path, token in tokens():
         yield path.read_bytes()
         for file in files_of(token["root"]):  # a smaller card of the same shape
@@ -164,7 +182,7 @@ SEEDS = {
     "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
     "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
     "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
-    "fuzz_image": image_seeds(),
+    "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(),
 }
 
 

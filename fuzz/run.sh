@@ -10,7 +10,8 @@ seconds=${1:?usage: fuzz/run.sh SECONDS [TARGET ...]}
 shift
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${ZELMOP15_FUZZ_BUILD:-$root/build/fuzz}
-targets=${*:-fuzz_primitives fuzz_attributes fuzz_token_records fuzz_objects fuzz_directory fuzz_token fuzz_apdu fuzz_image}
+targets=${*:-fuzz_primitives fuzz_attributes fuzz_token_records fuzz_objects fuzz_directory fuzz_token fuzz_apdu fuzz_image \
+    fuzz_pin_format}
 
 cmake --preset fuzz -S "$root" -B "$build" > /dev/null
 # shellcheck disable=SC2086 # one argument a target
