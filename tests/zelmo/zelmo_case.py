@@ -4,11 +4,17 @@ import json
 import os
 import pathlib
 import subprocess
+import sys
 import tempfile
 import unittest
 
 ZELMO = os.environ["ZELMO"]
 DATA = pathlib.Path(os.environ["ZELMO_TEST_DATA"])
+SCRIPTED_PINENTRY = pathlib.Path(__file__).parent / "scripted_pinentry.py"
+
+sys.path.insert(0, str(DATA))
+import build_tokens  # noqa: E402
+import token_models  # noqa: E402
 
 
 class ZelmoCase(unittest.TestCase):
@@ -19,12 +25,28 @@ class ZelmoCase(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
-    def zelmo(self, *arguments, code=0, env=None, stdout=subprocess.PIPE):
-        """Runs the command and returns (stdout, stderr); the exit code must be `code`."""
-        environment = {k: v for k, v in os.environ.items() if k not in ("ZELMOCRD_CARDS", "NO_COLOR")}
-        done = subprocess.run([ZELMO, *map(str, arguments)], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
-                              stdin=subprocess.DEVNULL, env={**environment, **(env or {})})
-        out = (done.stdout or b"").decode()
+    def environment(self, env=None):
+        hidden = ("ZELMOCRD_CARDS", "NO_COLOR", "DISPLAY", "WAYLAND_DISPLAY", "LANG", "LC_ALL", "LC_MESSAGES")
+        base = {k: v for k, v in os.environ.items() if k not in hidden}
+        # No dialog but the one that a test plays.
+        return {**base, "ZELMODLG_PINENTRY": str(self.folder / "no-pinentry"), **(env or {})}
+
+    def zelmo(self, *arguments, code=0, env=None, stdout=subprocess.PIPE, pins=None, program=ZELMO, raw=False):
+        """Runs the command and returns (stdout, stderr); the exit code must be `code`. `pins` are lines, or octets as
+        they stand, for it to read with --pin-fd."""
+        descriptors = ()
+        if pins is not None:
+            reader, writer = os.pipe()
+            os.write(writer, pins if isinstance(pins, bytes) else "".join(f"{pin}\n" for pin in pins).encode())
+            os.close(writer)
+            self.addCleanup(os.close, reader)
+            arguments += ("--pin-fd", reader)
+            descriptors = (reader,)
+        done = subprocess.run([program, *map(str, arguments)], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
+                              stdin=subprocess.DEVNULL, env=self.environment(env), pass_fds=descriptors,
+                              start_new_session=True)
+        out = done.stdout or b""
+        out = out if raw else out.decode()
         err = done.stderr.decode()
         self.assertEqual(done.returncode, code, f"{arguments}\n{out}\n{err}")
         return out, err
@@ -41,6 +63,38 @@ class ZelmoCase(unittest.TestCase):
         copied = self.folder / name
         copied.write_text(json.dumps(image))
         return copied
+
+    def token(self, change=lambda model: None, base="transparent", edit=lambda image: None, name="token.card"):
+        """A test token whose model `change` has worked on, and `edit` on its image."""
+        model = getattr(token_models, base)()
+        change(model)
+        image = build_tokens.image(model)
+        edit(image)
+        file = self.folder / name
+        file.write_text(json.dumps(image))
+        return file
+
+    def dialogs(self, *answers, **env):
+        """An environment in which scripted_pinentry.py shows the dialogs and gives these answers."""
+        (self.folder / "answers.json").write_text(json.dumps(answers))
+        (self.folder / "prompts.json").write_text("[]")
+        return {"ZELMODLG_PINENTRY": str(SCRIPTED_PINENTRY), "SCRIPTED_PINENTRY": str(self.folder), "LC_ALL": "C.UTF-8",
+                **env}
+
+    def prompts(self):
+        """What has been shown since."""
+        return json.loads((self.folder / "prompts.json").read_text())
+
+    def pin(self, card, verb, *arguments, **how):
+        return self.zelmo("--reader", f"virtual:{card}", "pin", verb, *arguments, **how)
+
+    def cert(self, card, verb, *arguments, **how):
+        return self.zelmo("--reader", f"virtual:{card}", "cert", verb, *arguments, **how)
+
+    def tries(self, card, pin):
+        """The tries that the image has left for the PIN with this reference."""
+        secret = next(p for p in json.loads(card.read_text())["pins"] if p["reference"] == pin)
+        return secret.get("triesLeft", secret.get("maxTries", 3))
 
     def list(self, file, *arguments, code=0):
         return self.zelmo("--reader", f"virtual:{file}", "list", *arguments, code=code)

@@ -11,11 +11,14 @@ namespace zelmo {
 
 namespace {
 
-/// Sets the bit that says that the PIN is set; false when memory is short.
+/// Sets the bit that says that the PIN is set. False for what is no PIN, and when memory is short.
 bool setInitialized(const AuthenticationType &object) {
-    auto &parts = *static_cast<PKCS15Object *>(object.value);
-    auto &attributes = *static_cast<PinAttributes *>(parts.typeAttributes);
-    return asn1_BitString_set(attributes.pinFlags, static_cast<uint32_t>(PinFlag::initialized), 1) != nullptr;
+    if ((object.tag & 0xFFu) != P15_TAG_PIN || object.value == nullptr)
+        return false;
+    const auto *attributes =
+        static_cast<const PinAttributes *>(static_cast<PKCS15Object *>(object.value)->typeAttributes);
+    return attributes != nullptr && attributes->pinFlags != nullptr &&
+           asn1_BitString_set(attributes->pinFlags, static_cast<uint32_t>(PinFlag::initialized), 1) != nullptr;
 }
 
 /// Writes the PIN's entry in the token's directory, with the bit set.
@@ -35,7 +38,7 @@ uint32_t writeEntry(const Session &session, const Pin &pin, uint32_t &raw) {
     const bool set = setInitialized(*static_cast<const AuthenticationType *>(entry));
     code = pkcs15_ScReleaseDFEntry(card, &session.token(), reference.get(), set ? RELEASE_COMMIT : RELEASE_DISCARD,
                                    entry, &raw);
-    return set ? code : PKCS15_E_NO_MEMORY;
+    return set ? code : PKCS15_E_FAILED;
 }
 
 /// The library does not present a PIN whose entry says that it has not been set: the entry has to follow the card.
@@ -48,9 +51,10 @@ void markInitialized(const Session &session, const Pin &pin, const Secret &value
         code = writeEntry(session, pin, raw);
     }
     if (code != 0)
-        throw libraryFailure(
-            fmt::format("{} is set on the card, but its entry on the token still says that it is not", pin.text()),
-            code, raw);
+        throw Failure(Exit::failure,
+                      fmt::format("{} is set on the card, but its entry on the token still says that it is not: {}; "
+                                  "have the card's issuer correct the entry",
+                                  pin.text(), reasonText(code, raw)));
 }
 
 /// The library sends a first value as it was typed, which is the card's own form for some PINs only.
@@ -62,6 +66,14 @@ uint32_t setValue(const Session &session, const Pin &pin, const Secret &value, c
                                                  &raw);
     raw = scardcmd_ChangeReferenceData(card, 1, cardReference(pin), nullptr, 0, form.data(), form.length(), 0);
     return raw != 0 ? pkcs15_SCardException(raw) : 0;
+}
+
+Failure setFailure(const Pin &pin, uint32_t code, uint32_t raw) {
+    if (code != PKCS15_E_SECURITY_STATUS || !pin.has(PinFlag::initialized))
+        return changeFailure(pin, "set", code, raw, noTriesTold);
+    return {Exit::accessDenied,
+            fmt::format("{} cannot be set: {}; it is set already, change it with 'zelmo pin change {}'", pin.text(),
+                        reasonText(code, raw), pin.name.id)};
 }
 
 }  // namespace
@@ -81,7 +93,7 @@ Exit runPinSet(const Options &options) {
     const Transaction transaction(session.card());
     uint32_t raw = 0;
     if (const uint32_t code = setValue(session, pin, value, form, raw); code != 0)
-        throw changeFailure(pin, "set", code, raw, noTriesTold);
+        throw setFailure(pin, code, raw);
     if (!pin.has(PinFlag::initialized))
         markInitialized(session, pin, value);
     fmt::print(stderr, "{} is set.\n", pin.text());

@@ -51,7 +51,7 @@ constexpr std::array<Code, 24> codes = {{
      "see 'zelmo list' for the characters that the PIN takes"},
     {PKCS15_E_SECURITY_STATUS, "PKCS15_E_SECURITY_STATUS", Exit::accessDenied, "verify the PIN that guards it first"},
     {PKCS15_E_REFERENCE_DATA_INVALID, "PKCS15_E_REFERENCE_DATA_INVALID", Exit::accessDenied,
-     "the PIN or key is out of use for good"},
+     "the PIN or key has no value on the card, or is out of use for good"},
 }};
 
 /// A raw code that says more than the library code it is mapped to.
@@ -63,9 +63,10 @@ struct Raw {
 
 constexpr std::string_view list_readers = "see 'zelmo readers' for the readers that there are";
 
-constexpr std::array<Raw, 12> raws = {{
+constexpr std::array<Raw, 13> raws = {{
     {0xE0116982, Exit::accessDenied, "verify the PIN that guards it first"},
     {0xE0116A82, Exit::notFound, "see 'zelmo apps' for what the card holds"},
+    {0xE0116A88, Exit::notFound, "the token names a PIN or key that the card does not have"},
     {0xE0116983, Exit::pinBlocked, "unblock the PIN with its PUK"},
     {0x80100009, Exit::noCard, list_readers},
     {0x8010000C, Exit::noCard, insert_card},

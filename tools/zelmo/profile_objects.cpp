@@ -37,6 +37,7 @@ struct DemoKey {
     std::initializer_list<uint32_t> privateUsage, publicUsage;
     Octets publicKey;
     Octets certificate;
+    bool guarded;  // whether the certificate is read behind the PIN
 };
 
 const std::array<DemoKey, 2> key_pairs = {{
@@ -50,7 +51,8 @@ const std::array<DemoKey, 2> key_pairs = {{
      {2, 9},
      {6},
      demo::signature_public,
-     demo::signature},
+     demo::signature,
+     true},
     {"Authentication",
      {0x5E, 0xF9, 0x8E, 0x26, 0xE9, 0x2C, 0x04, 0xDC, 0x5A, 0x90,
       0x5E, 0x37, 0xCA, 0x74, 0xE9, 0x08, 0xC2, 0xD2, 0xED, 0x54},
@@ -61,7 +63,8 @@ const std::array<DemoKey, 2> key_pairs = {{
      {1, 2, 5},
      {0, 4, 6},
      demo::authentication_public,
-     demo::authentication},
+     demo::authentication,
+     false},
 }};
 constexpr std::array<uint8_t, 20> ca_id = {0x9C, 0x4E, 0xFF, 0x78, 0xC9, 0x59, 0x7A, 0x75, 0x6C, 0x8B,
                                            0x8A, 0x8C, 0x43, 0x19, 0x42, 0x6E, 0x89, 0xC2, 0xD4, 0xBD};
@@ -94,7 +97,12 @@ class Objects {
         attributes->iD = arena_.octets(key.id);
         auto *type = arena_.make(X509CertificateAttributes{indirect(key.certificateFid), nullptr, nullptr, nullptr});
         addSubject(*type, key.certificate);
-        return object<CertificateType>(asn1_CertificateType_e, named(key.name, " certificate"), attributes, type);
+        auto *common = named(key.name, " certificate");
+        if (key.guarded) {
+            common->flags = arena_.bits({0});
+            common->authId = arena_.octets(pin_id);
+        }
+        return object<CertificateType>(asn1_CertificateType_e, common, attributes, type);
     }
     Bytes caCertificate() {
         auto *attributes = arena_.make(CommonCertificateAttributes{});
@@ -255,7 +263,7 @@ std::vector<File> objectFiles() {
     for (const DemoKey &key : key_pairs) {
         files.push_back(transparentFile(key.privateFid, {}, Kind::never));
         files.push_back(transparentFile(key.publicFid, key.publicKey, Kind::always));
-        files.push_back(transparentFile(key.certificateFid, key.certificate, Kind::always));
+        files.push_back(transparentFile(key.certificateFid, key.certificate, key.guarded ? Kind::pin : Kind::always));
     }
     files.push_back(transparentFile(admin_key_fid, {}, Kind::never));
     files.push_back(transparentFile(ca_fid, demo::ca, Kind::always));

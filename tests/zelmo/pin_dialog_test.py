@@ -1,0 +1,199 @@
+"""PINs that a person enters: the prompts, cancelling, and dialogs that are missing or out of order."""
+
+import os
+import shutil
+import signal
+
+from pin_case import PIN, PUK, RIGHT, WRONG, PinCase, common, pin, puk, secret, user_pin
+from zelmo_case import ZELMO
+
+TOKEN = "Transparent test token"
+PRESENT = f"Please enter your PIN for {TOKEN}."
+FRESH = f"Please enter the new PIN for {TOKEN}."
+AGAIN = f"Please enter the new PIN for {TOKEN} once more."
+NO_DIALOG = "zelmo: there is no PIN dialog to be had; install pinentry, or give the PIN with --pin-fd or --pin-file\n"
+
+LANGUAGES = {
+    "en": (PRESENT, FRESH, AGAIN),
+    "de": (f"Bitte geben Sie die PIN für {TOKEN} ein.", f"Bitte geben Sie die neue PIN für {TOKEN} ein.",
+           f"Bitte geben Sie die neue PIN für {TOKEN} noch einmal ein."),
+    "fr": (f"Veuillez entrer votre PIN pour {TOKEN}.", f"Veuillez entrer votre nouveau PIN pour {TOKEN}.",
+           f"Veuillez entrer encore une fois votre nouveau PIN pour {TOKEN}."),
+    "sk": (f"Zadajte Váš PIN pre {TOKEN}.", f"Zadajte nový PIN pre {TOKEN}.", f"Zadajte nový PIN pre {TOKEN} ešte raz."),
+    "es": (f"Por favor, introduzca su PIN para {TOKEN}.", f"Por favor, introduzca su nuevo PIN para {TOKEN}.",
+           f"Por favor, repita su nuevo PIN para {TOKEN}."),
+    "pt": (f"Por favor, introduza o seu PIN para {TOKEN}.", f"Por favor, introduza o seu novo PIN para {TOKEN}.",
+           f"Por favor, repita o seu novo PIN para {TOKEN}."),
+    "it": (f"Prego, di inserire PIN per {TOKEN}.", f"Prego, inserire il nuovo PIN per {TOKEN}.",
+           f"Prego, ripetere il nuovo PIN per {TOKEN}."),
+    "bg": (f"Моля, въведете вашияPIN за {TOKEN}.", f"Моля, въведете новия PIN за {TOKEN}.",
+           f"Моля, повторете новия PIN за {TOKEN}."),
+}
+
+
+class Questions(PinCase):
+    def test_verify(self):
+        card = self.plain_card()
+        self.assertEqual(self.pin(card, "verify", "01", env=self.dialogs(RIGHT))[1], "PIN 'PIN' (01) is right.\n")
+        self.assertEqual(self.prompts(), [PRESENT])
+
+    def test_a_wrong_one_is_asked_for_and_sent_once(self):
+        card = self.plain_card()
+        self.assertIn("is wrong, 2 tries left", self.failed(card, "verify", "01", env=self.dialogs(WRONG, RIGHT), code=4))
+        self.assertEqual(self.prompts(), [PRESENT])
+        self.assertEqual(self.tries(card, PIN), 2)
+
+    def test_change_unblock_and_set(self):
+        card = self.plain_card()
+        self.pin(card, "change", "01", env=self.dialogs(RIGHT, "9876", "9876"))
+        self.assertEqual(self.prompts(), [PRESENT, FRESH, AGAIN])
+        self.pin(card, "verify", "01", pins=["9876"])
+        self.pin(card, "unblock", "01", env=self.dialogs("87654321", "1111", "1111"))
+        self.assertEqual(self.prompts(), [f"Please enter your PUK for {TOKEN}.", FRESH, AGAIN])
+        self.pin(card, "verify", "01", pins=["1111"])
+        unset = self.card_with([pin(common("PIN"), 1, ["local"], stored=4, pinReference=PIN)], [{"reference": PIN}],
+                               "records")
+        self.pin(unset, "set", "01", env=self.dialogs("2222", "2222"))
+        self.assertEqual(len(self.prompts()), 2)
+        self.pin(unset, "verify", "01", pins=["2222"])
+
+    def test_the_same_line_by_line_and_by_dialog(self):
+        card = self.plain_card()
+        self.pin(card, "change", "01", env=self.dialogs(), pins=[RIGHT, "9876"])
+        self.assertEqual(self.prompts(), [])
+
+    def test_two_different_new_ones(self):
+        card = self.plain_card()
+        before = card.read_bytes()
+        for verb, old in (("change", RIGHT), ("unblock", "87654321")):
+            err = self.failed(card, verb, "01", env=self.dialogs(old, "9876", "9867"), code=1)
+            self.assertEqual(err, "zelmo: the two new PINs differ; nothing was changed, try again\n")
+        self.assertEqual(card.read_bytes(), before)
+
+    def test_cancelling(self):
+        card = self.plain_card()
+        before = card.read_bytes()
+        for verb, *answers in (("verify", None), ("change", None), ("unblock", None), ("set", None),
+                               ("change", RIGHT, None), ("change", RIGHT, "9876", None), ("unblock", "87654321", None)):
+            with self.subTest(verb=verb, answers=answers):
+                err = self.failed(card, verb, "01", env=self.dialogs(*answers), code=1)
+                self.assertEqual(err, "zelmo: cancelled; nothing was sent to the card\n")
+                self.assertEqual(len(self.prompts()), len(answers))
+        self.assertEqual(card.read_bytes(), before)
+
+    def test_a_person_is_not_asked_in_vain(self):
+        blocked = self.card_with([user_pin(guard=3), puk()], [secret(PIN, b"1234\0\0\0\0", triesLeft=0, unblockedBy=PUK),
+                                                              secret(PUK, "87654321", 2, triesLeft=0)])
+        for verb in ("verify", "change", "unblock"):
+            self.assertIn(" is blocked: ", self.failed(blocked, verb, "01", env=self.dialogs(RIGHT), code=5))
+            self.assertEqual(self.prompts(), [])
+        unset = self.card_with([pin(common("PIN"), 1, ["local"], pinReference=PIN)], [{"reference": PIN}])
+        for verb in ("verify", "change"):
+            self.assertIn(" not been set ", self.failed(unset, verb, "01", env=self.dialogs(RIGHT), code=7))
+            self.assertEqual(self.prompts(), [])
+        fixed = self.card_with([user_pin(flags=["changeDisabled", "unblockDisabled"])], [secret(PIN, b"1234\0\0\0\0")])
+        for verb in ("change", "unblock"):
+            self.failed(fixed, verb, "01", env=self.dialogs(RIGHT), code=7)
+            self.assertEqual(self.prompts(), [])
+
+    def test_lengths(self):
+        long = "1" * 64
+        card = self.card_with([pin(common("PIN"), 1, ["initialized"], "utf8", 1, 64, pinReference=PIN)], [secret(PIN, long)])
+        self.pin(card, "verify", "01", env=self.dialogs(long))
+        # The dialog itself refuses more, asks again, and gives up.
+        self.pin(card, "verify", "01", env=self.dialogs(long + "1", long))
+        self.assertEqual(self.failed(card, "verify", "01", env=self.dialogs(*3 * [long + "1"]), code=1), NO_DIALOG)
+        self.assertEqual(self.tries(card, PIN), 3)
+
+
+class Prompts(PinCase):
+    def ask(self, *arguments, **env):
+        self.pin(self.card, "change", "01", *arguments, env=self.dialogs(RIGHT, RIGHT, RIGHT, **env))
+        return tuple(self.prompts())
+
+    def test_languages(self):
+        self.card = self.plain_card()
+        for language, prompts in LANGUAGES.items():
+            with self.subTest(language=language):
+                self.assertEqual(self.ask("--lang", language), prompts)
+                self.assertEqual(self.ask("--lang", language, LANG="fr_FR.UTF-8"), prompts)
+
+    def test_language_of_the_environment(self):
+        self.card = self.plain_card()
+        # What LANG stands for which language is the token library's own: Spanish goes by its word.
+        for lang, language in (("de_DE.UTF-8", "de"), ("deutsch", "de"), ("fr_CH", "fr"), ("sk", "sk"), ("spanish", "es"),
+                               ("es_ES.UTF-8", "en"), ("it_IT", "it"), ("pt_BR", "pt"), ("C", "en"), ("", "en"), ("xx", "en")):
+            with self.subTest(lang=lang):
+                self.assertEqual(self.ask(LANG=lang), LANGUAGES[language])
+
+    def test_labels(self):
+        # The prompts are as the library and the dialogs make them: labels of up to 255 octets, to their first zero
+        # octet, in prompts of up to 255; what is no UTF-8 and controls replaced; nothing in a label is a format.
+        labels = [("%s%n%08x%%", "Please enter the new %s%n%08x%% for"), ("P\0IN", "Please enter the new P for"),
+                  ("a\x1b[31m\nb", "Please enter the new a\ufffd[31m\nb for"), ("", "Please enter the new  for"),
+                  ("x" * 255, "Please enter the new " + "x" * 255 + " for"), ("Grüße ✓", "Please enter the new Grüße ✓ for")]
+        for label, prompt in labels:
+            with self.subTest(label=label):
+                self.card = self.card_with([user_pin(label)], [secret(PIN, b"1234\0\0\0\0")])
+                self.assertTrue(self.ask()[1].startswith(prompt), self.prompts())
+                self.assertTrue(self.prompts()[0].startswith("Please enter your " + prompt[21:40]), self.prompts())
+
+    def test_a_label_that_is_no_text(self):
+        self.card = self.plain_card()
+        self.card.write_text(self.card.read_text().replace("PIN".encode().hex().upper(), "C350FF"))
+        self.assertEqual(self.ask()[1], f"Please enter the new \ufffdP\ufffd for {TOKEN}.")
+        self.assertIn("PIN '\ufffdP\ufffd' (01): usable", self.pin(self.card, "status", "01")[0])
+
+
+class NoDialog(PinCase):
+    def everything_fails(self, **how):
+        card = self.plain_card()
+        before = card.read_bytes()
+        for verb in ("verify", "change", "set", "unblock"):
+            with self.subTest(verb=verb):
+                self.assertEqual(self.failed(card, verb, "01", code=1, **how), NO_DIALOG)
+        self.assertEqual(card.read_bytes(), before)
+
+    def test_no_library(self):
+        program = self.folder / "bin" / "zelmo"
+        program.parent.mkdir()
+        shutil.copy(ZELMO, program)
+        self.everything_fails(program=program)
+        self.pin(self.plain_card(), "verify", "01", pins=[RIGHT], program=program)
+
+    def test_a_library_without_the_entry(self):
+        self.everything_fails(env=self.dialogs(RIGHT, LD_LIBRARY_PATH=os.environ["ZELMO_HOLLOW_DIALOG"]))
+        self.assertEqual(self.prompts(), [])
+
+    def test_no_pinentry(self):
+        self.everything_fails()
+
+    def test_a_pinentry_that_crashes(self):
+        for number in (signal.SIGSEGV, signal.SIGKILL):
+            card = self.plain_card()
+            err = self.failed(card, "verify", "01", env=self.dialogs({"signal": number}), code=1)
+            self.assertEqual(err, NO_DIALOG)
+            self.failed(card, "change", "01", env=self.dialogs(RIGHT, {"signal": number}), code=1)
+            self.assertEqual(self.tries(card, PIN), 3)
+
+
+class MeanwhileElsewhere(PinCase):
+    def test_the_card_goes_while_we_ask(self):
+        card = self.plain_card()
+        for verb, *later in (("verify",), ("change", "9876", "9876"), ("unblock", "9876", "9876")):
+            with self.subTest(verb=verb):
+                gone = self.folder / f"{verb}.card"
+                shutil.copy(card, gone)
+                self.failed(gone, verb, "01", env=self.dialogs({"do": ["rm", str(gone)], "answer": RIGHT + "5678"}, *later),
+                            code=1)
+                self.assertFalse(gone.exists())
+
+    def test_the_pin_changes_while_we_ask(self):
+        card = self.plain_card()
+        pins = self.folder / "pins"
+        pins.write_text(f"{RIGHT}\n9876\n")
+        pins.chmod(0o600)
+        change = [ZELMO, "--reader", f"virtual:{card}", "pin", "change", "01", "--pin-file", str(pins)]
+        self.failed(card, "verify", "01", env=self.dialogs({"do": change, "answer": RIGHT}), code=1)
+        self.pin(card, "verify", "01", pins=["9876"])
+        self.assertEqual(self.tries(card, PIN), 3)
