@@ -3,7 +3,8 @@
 from zelmo_case import ZelmoCase
 
 # zelmo_case makes them known; tests take them from here.
-from token_objects import auth_key, common, path, pin  # noqa: F401
+from token_objects import at, auth_id, auth_key, certificate, common, path, pin, rule  # noqa: F401
+from token_models import content  # noqa: F401
 
 PIN, SO_PIN, PUK = 0x81, 0x82, 0x83
 RIGHT, WRONG = "1234", "1235"
