@@ -62,6 +62,7 @@ std::string_view operationName(Operation operation) {
 
 std::string accessText(const std::map<Operation, AccessCondition> &access) {
     std::vector<std::string> parts;
+    parts.reserve(access.size());
     for (const auto &[operation, condition] : access)
         parts.push_back(fmt::format("{}: {}", operationName(operation), conditionText(condition, false)));
     return fmt::format("{}", fmt::join(parts, ", "));

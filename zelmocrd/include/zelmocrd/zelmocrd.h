@@ -96,7 +96,8 @@ uint32_t zelmocrd_ListReaders(zelmocrd_ReaderCallback callback, void *context);
  * Opens the card in a reader and stores its handle in `*card`, 0 after a failure; zelmocrd_CloseCard() gives it back.
  * `readerName` is "virtual:FILE" for the virtual card in an image file; `flags` is 0. 0x80100009: there is no such
  * reader or file; 0x8010000D: the file is no image. The same image may be opened more than once, but only one of the
- * openings can write to it: the others' writes are answered 6581 from then on.
+ * openings can write to it: the others' writes are answered 6581 from then on. Presenting a PIN or the answer of a key
+ * is a write, since it costs a try.
  */
 uint32_t zelmocrd_OpenCard(const char *readerName, uint32_t flags, CardHandle *card);
 /**
