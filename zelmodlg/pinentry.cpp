@@ -51,11 +51,6 @@ ssize_t writeHook(assuan_context_t, assuan_fd_t descriptor, const void *buffer, 
     return send(descriptor, buffer, size, MSG_NOSIGNAL);
 }
 
-/// libassuan logs where ASSUAN_DEBUG tells it to; here it has nothing to tell to anybody.
-int noLog(assuan_context_t, void *, unsigned, const char *) {
-    return 0;
-}
-
 gpg_error_t appendAnswer(void *answer, const void *octets, size_t size) {
     if (answer != nullptr)
         static_cast<Secret *>(answer)->append({static_cast<const char *>(octets), size});
@@ -113,9 +108,10 @@ Pinentry::Context Pinentry::newContext(Pinentry &owner) {
         __assuan_connect,
     };
     assuan_context_t context = nullptr;
-    if (assuan_new_ext(&context, GPG_ERR_SOURCE_USER_1, &memory, noLog, nullptr) != 0)
+    if (assuan_new_ext(&context, GPG_ERR_SOURCE_USER_1, &memory, nullptr, nullptr) != 0)
         return {nullptr, assuan_release};
     assuan_ctx_set_system_hooks(context, &system);
+    // Not even where ASSUAN_DEBUG or the host says so.
     assuan_set_flag(context, ASSUAN_NO_LOGGING, 1);
     assuan_set_flag(context, ASSUAN_NO_FIXSIGNALS, 1);
     assuan_begin_confidential(context);

@@ -1,6 +1,6 @@
 /* A host of the dialogs: opens the library as the token library does, runs one entry and prints what came of it.
  *
- * usage: dialog_host LIBRARY [-i SIGNAL] [-h SIGNAL] [-w FILE] [-t THREADS] ENTRY ARGUMENT...
+ * usage: dialog_host LIBRARY [-i SIGNAL] [-h SIGNAL] [-w FILE] [-t THREADS] [-a FILE] ENTRY ARGUMENT...
  *   get PROMPT CAPACITY
  *   change PROMPT OLD_CAPACITY NEW_CAPACITY MIN_LENGTH      OLD_CAPACITY 0: the present PIN is not asked for
  *   box TEXT CAPTION
@@ -9,6 +9,7 @@
  *   pad TEXT
  * -i ignores a signal, -h handles it. -w overwrites the host's own copies of PINs, makes FILE and waits for its end.
  * -t calls the entry in that many threads at once, while the first one waits; with 0, the default, in the first one.
+ * -a has libassuan log all it does to a file, as a host may that uses it too.
  * Prints to standard output one line of JSON when the entry has returned.
  */
 #include <dlfcn.h>
@@ -113,6 +114,17 @@ static void slot(char **arguments) {
     printf(", \"selected\": %u", (unsigned)selected);
 }
 
+static void log_assuan(const char *file) {
+    void *assuan = dlopen("libassuan.so.0", RTLD_NOW | RTLD_NODELETE);
+    void (*set_stream)(FILE *) =
+        assuan != NULL ? (void (*)(FILE *))dlsym(assuan, "assuan_set_assuan_log_stream") : NULL;
+    FILE *stream = fopen(file, "w");
+    if (set_stream == NULL || stream == NULL)
+        exit(3);
+    setbuf(stream, NULL);
+    set_stream(stream);
+}
+
 static void run(const char *name, char **arguments) {
     if (strcmp(name, "get") == 0)
         get(arguments);
@@ -179,6 +191,8 @@ int main(int argc, char **argv) {
             wait_file = argv[1];
         else if (strcmp(*argv, "-t") == 0)
             threads = atoi(argv[1]) % 9;
+        else if (strcmp(*argv, "-a") == 0)
+            log_assuan(argv[1]);
         else
             signal(atoi(argv[1]), strcmp(*argv, "-i") == 0 ? SIG_IGN : count);
     }

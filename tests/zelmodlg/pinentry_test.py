@@ -225,11 +225,13 @@ class Conversation(DialogCase):
 
     def test_nothing_is_logged(self):
         pin = "7083951264"
-        self.fake(GETPIN=[f"D {pin}\nOK\n"])
+        program = self.fake(GETPIN=[f"D {pin}\nOK\n"])
         log = self.folder / "log"
         # without_terminal() also holds that nothing comes to standard error.
-        self.assertEqual(self.ask(ASSUAN_DEBUG="255", ASSUAN_FULL_LOGGING="1"), (0, hexed(pin)))
-        self.assertFalse(log.exists())
+        report = self.without_terminal("-a", str(log), "get", "?", "64", ZELMODLG_PINENTRY=str(program),
+                                       ASSUAN_DEBUG="255", ASSUAN_FULL_LOGGING="1")
+        self.assertEqual((report["result"], report["pin"]), (0, hexed(pin)))
+        self.assertEqual(log.read_text(), "")
 
 
 class Choice(DialogCase):
