@@ -12,6 +12,8 @@ import unittest
 from dialog_case import CANCELLED, HOST, LIBRARY, DialogCase, until
 
 TMUX = shutil.which("tmux")
+TOKENS = pathlib.Path(os.environ["ZELMODLG_TOKENS"])
+ZELMO = os.environ["ZELMO"]
 
 
 @unittest.skipIf(TMUX is None, "tmux is not installed")
@@ -22,14 +24,14 @@ class Installed(DialogCase):
         self.assertEqual(done.returncode, 0, done.stderr)
         return done.stdout.decode()
 
-    def start(self, name, *arguments, terminal="screen"):
+    def start(self, name, *arguments, terminal="screen", host=(HOST, LIBRARY)):
         """A host in a terminal of 80 by 24 characters, with one pinentry program on its PATH."""
         self.link(name)
         terminfo = next(f for f in ("/usr/share/terminfo", "/lib/terminfo") if pathlib.Path(f, "s/screen").exists())
         environment = self.environment(TERM=terminal, TERMINFO=terminfo)
-        command = ["env", "-i", *(f"{k}={v}" for k, v in environment.items()), HOST, LIBRARY, *arguments]
+        command = ["env", "-i", *(f"{k}={v}" for k, v in environment.items()), *host, *arguments]
         report = self.folder / "report"
-        line = f"{shlex.join(command)} >{report}; stty -a >{self.folder}/stty; sleep 60"
+        line = f"{shlex.join(command)} >{report} 2>&1; stty -a >{self.folder}/stty; sleep 60"
         self.tmux("new-session", "-d", "-x", "80", "-y", "24", line)
         self.addCleanup(self.tmux, "kill-server")
         self.report_file = report
@@ -46,13 +48,17 @@ class Installed(DialogCase):
     def keys(self, *keys):
         self.tmux("send-keys", *keys)
 
-    def result(self):
+    def output(self):
+        """What the host wrote, once it has ended and the terminal is as it was."""
         stty = self.folder / "stty"
         until(lambda: stty.exists() and stty.read_text(), f"the end:\n{self.screen()}")
         words = stty.read_text().replace(";", " ").split()
         for mode in ("echo", "icanon", "isig", "icrnl", "opost"):
             self.assertIn(mode, words)
-        report = json.loads(self.report_file.read_text())
+        return self.report_file.read_text()
+
+    def result(self):
+        report = json.loads(self.output())
         self.assert_untouched(report)
         return report["result"], bytes.fromhex(report.get("pin", "")).decode()
 
@@ -72,6 +78,19 @@ class Installed(DialogCase):
             self.assertNotIn("34", self.screen())
             self.keys("Enter")
             self.assertEqual(self.result(), (0, "1234"))
+
+    def test_zelmo(self):
+        """The command finds the dialogs by itself."""
+        for name in self.each():
+            for keys, text in ((["1234", "Enter"], "is right"), (["12", "C-c"], "cancelled")):
+                card = self.folder / "token.card"
+                card.write_bytes((TOKENS / "transparent.card").read_bytes())
+                self.start(name, "--reader", f"virtual:{card}", "pin", "verify", "PIN", host=(ZELMO,))
+                self.expect("Please enter your PIN for Transparent test token.", "PIN:")
+                self.keys(*keys)
+                self.assertIn(text, self.output())
+                self.doCleanups()
+                self.setUp()
 
     def test_interrupt_cancels(self):
         for name in self.each():
