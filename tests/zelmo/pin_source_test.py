@@ -15,8 +15,8 @@ LONG = "ä" * 32  # 64 octets
 class SourceCase(PinCase):
     def text_card(self, value=LONG):
         """A card with a PIN of any text."""
-        return self.card_with([pin(common("Text"), 1, ["caseSensitive", "initialized"], "utf8", 1, 64, pinReference=PIN)],
-                              [secret(PIN, value)])
+        text = pin(common("Text"), 1, ["caseSensitive", "initialized"], "utf8", 1, 64, pinReference=PIN)
+        return self.card_with([text], [secret(PIN, value)])
 
     def unsent(self, card, *arguments, message, **how):
         """The command fails for its PIN source, with nothing sent to the card."""
@@ -81,8 +81,8 @@ class Descriptors(SourceCase):
         master, slave = pty.openpty()
         self.addCleanup(os.close, master)
         self.addCleanup(os.close, slave)
-        done = subprocess.run([ZELMO, "--reader", f"virtual:{self.text_card()}", "pin", "verify", "01", "--pin-fd", "0"],
-                              stdin=slave, env=self.environment(), capture_output=True, timeout=60)
+        command = [ZELMO, "--reader", f"virtual:{self.text_card()}", "pin", "verify", "01", "--pin-fd", "0"]
+        done = subprocess.run(command, stdin=slave, env=self.environment(), capture_output=True, timeout=60)
         self.assertEqual(done.returncode, 1)
         self.assertIn(b"descriptor 0: it is a terminal, which shows what is typed; ", done.stderr)
 
@@ -148,5 +148,5 @@ class Files(SourceCase):
         self.unsent(self.plain_card(), "verify", "01", "--pin-file", file, message="it belongs to somebody else")
 
     def test_a_bad_source_is_found_before_the_card_is_touched(self):
-        self.assertIn("no regular file", self.failed(self.folder / "none.card", "verify", "01", "--pin-file", "/dev/null",
-                                                     code=1))
+        none = self.folder / "none.card"
+        self.assertIn("no regular file", self.failed(none, "verify", "01", "--pin-file", "/dev/null", code=1))

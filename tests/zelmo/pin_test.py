@@ -42,14 +42,15 @@ class Presenting(PinCase):
                                user_pin("Twin", number=0xAB), user_pin("Other twin", number=0xAB, reference=SO_PIN),
                                user_pin("01", number=9), user_pin(None, number=10)],
                               [secret(PIN, b"1234\0\0\0\0"), secret(SO_PIN, b"5678\0\0\0\0")])
-        for word, pins, found in (("01", RIGHT, "'PIN' (01)"), ("02", "5678", "'PIN' (02)"), ("Twin", RIGHT, "'Twin' (AB)"),
-                                  ("Other twin", "5678", "'Other twin' (AB)"), ("09", RIGHT, "'01' (09)"),
-                                  ("0a", RIGHT, "(0A)")):
+        for word, pins, found in (("01", RIGHT, "'PIN' (01)"), ("02", "5678", "'PIN' (02)"),
+                                  ("Twin", RIGHT, "'Twin' (AB)"), ("Other twin", "5678", "'Other twin' (AB)"),
+                                  ("09", RIGHT, "'01' (09)"), ("0a", RIGHT, "(0A)")):
             with self.subTest(word=word):
                 self.assertEqual(self.pin(card, "verify", word, pins=[pins])[1], f"PIN {found} is right.\n")
         everything = "'PIN' (01), 'PIN' (02), 'PUK' (03), 'Twin' (AB), 'Other twin' (AB), '01' (09), (0A)"
-        for word, message in (("PIN", "'PIN' is the label of more than one PIN: 'PIN' (01), 'PIN' (02); give the id"),
-                              ("ab", "'ab' is the id of more than one PIN: 'Twin' (AB), 'Other twin' (AB); give the label"),
+        more = "of more than one PIN: "
+        for word, message in (("PIN", f"'PIN' is the label {more}'PIN' (01), 'PIN' (02); give the id in"),
+                              ("ab", f"'ab' is the id {more}'Twin' (AB), 'Other twin' (AB); give the label"),
                               ("0", f"there is no PIN '0'; there is {everything}"),
                               ("", f"there is no PIN ''; there is {everything}"),
                               ("pin\n", f"there is no PIN 'pin\ufffd'; there is {everything}")):
@@ -131,7 +132,8 @@ class Listing(PinCase):
         card = self.edited(self.plain_card(), lambda image: image["pins"].pop(0))
         out, err = self.pin(card, "list", code=6)
         self.assertRegex(out, r"    State            unknown\n    Not told         PKCS15_E_DEVICE_ERROR \(card: 6A88, ")
-        self.assertEqual(err, "zelmo: the card does not tell how all of the PINs stand; they are marked in the listing\n")
+        self.assertEqual(err,
+                         "zelmo: the card does not tell how all of the PINs stand; they are marked in the listing\n")
         self.assertEqual(json.loads(self.pin(card, "list", "--json", code=6)[0])["pins"][0]["error"]["cardError"],
                          "E0116A88")
 
@@ -173,8 +175,8 @@ class Changing(PinCase):
 
 class Setting(PinCase):
     def unset(self, base, **more):
-        return self.card_with([pin(common("PIN"), 1, ["local", "needsPadding"], maxLength=8, pinReference=PIN, padChar=b"\0")],
-                              [{"reference": PIN, **more}], base)
+        first = pin(common("PIN"), 1, ["local", "needsPadding"], maxLength=8, pinReference=PIN, padChar=b"\0")
+        return self.card_with([first], [{"reference": PIN, **more}], base)
 
     def test_first_value(self):
         card = self.unset("records")
@@ -183,7 +185,8 @@ class Setting(PinCase):
         self.assertIn("initialized", self.list_json(card)["objects"][-1]["pinFlags"])
 
     def test_first_value_that_the_library_sends_itself(self):
-        card = self.card_with([pin(common("PIN"), 1, ["local"], stored=4, pinReference=PIN)], [{"reference": PIN}], "records")
+        plain = pin(common("PIN"), 1, ["local"], stored=4, pinReference=PIN)
+        card = self.card_with([plain], [{"reference": PIN}], "records")
         self.pin(card, "set", "PIN", pins=[RIGHT])
         self.pin(card, "verify", "PIN", pins=[RIGHT])
 
@@ -234,8 +237,8 @@ class Unblocking(PinCase):
         self.assertEqual(card.read_bytes(), before)
 
     def test_refused(self):
-        err = self.failed(self.blocked_card(flags=["unblockDisabled"]), "unblock", "01", pins=["87654321", "9876"], code=7)
-        self.assertIn("cannot be unblocked: ", err)
+        never = self.blocked_card(flags=["unblockDisabled"])
+        self.assertIn("cannot be unblocked: ", self.failed(never, "unblock", "01", pins=["87654321", "9876"], code=7))
         other = self.edited(self.blocked_card(), lambda image: image["pins"][0].pop("unblockedBy"))
         self.assertIn("PIN 'PIN' (01) cannot be unblocked: PKCS15_E_DEVICE_ERROR (card: 6A88, ",
                       self.failed(other, "unblock", "01", pins=["87654321", "9876"], code=6))
@@ -250,7 +253,8 @@ class Unblocking(PinCase):
         self.pin(card, "unblock", "01", "--puk-id", "04", pins=["11112222", "9876"])
         self.assertIn("there is no PIN '7'", self.failed(card, "unblock", "01", "--puk-id", "7", pins=["1"], code=6))
         self.pin(self.card_with([user_pin(), two[2]], secrets), "unblock", "01", pins=["11112222", "9876"])
-        self.assertIn("names no PUK", self.failed(self.card_with([user_pin()], secrets), "unblock", "01", pins=["1"], code=6))
+        alone = self.card_with([user_pin()], secrets)
+        self.assertIn("names no PUK", self.failed(alone, "unblock", "01", pins=["1"], code=6))
 
 
 class OtherTokens(PinCase):

@@ -207,7 +207,7 @@ Exit answer(const CLI::App &app, const CLI::ParseError &error) {
 Exit run(int argc, char **argv) {
     Options options;
     Run chosen = nullptr;
-    CLI::App app("Reads PKCS#15 tokens on smart cards.", "zelmo");
+    CLI::App app("Reads PKCS#15 tokens on smart cards and looks after their PINs.", "zelmo");
     addOptions(app, options);
     addCommands(app, options, chosen);
     try {

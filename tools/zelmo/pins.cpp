@@ -131,7 +131,8 @@ Failure pinFailure(const Pin &pin, uint32_t code, uint32_t raw, uint8_t tries) {
 
 Failure noDialog() {
     return {Exit::failure,
-            "there is no PIN dialog to be had; install pinentry, or give the PIN with --pin-fd or --pin-file"};
+            "cannot ask for the PIN, the dialog failed or there is none; run this at a terminal with "
+            "pinentry, or give the PIN with --pin-fd or --pin-file"};
 }
 
 Failure cancelled() {

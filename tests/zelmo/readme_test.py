@@ -1,0 +1,32 @@
+"""The sessions that the README shows are what the command prints. A line of dots stands for any lines."""
+
+import pathlib
+import re
+import subprocess
+
+from zelmo_case import DATA, ZELMO, ZelmoCase
+
+
+class Readme(ZelmoCase):
+    def sessions(self):
+        """Each command with the lines that are shown below it."""
+        text = (DATA.parent.parent / "README.md").read_text()
+        for block in re.findall(r"^```\n(.*?)^```", text, re.M | re.S):
+            for part in re.split(r"^\$ ", block, flags=re.M)[1:]:
+                command, _, shown = part.partition("\n")
+                yield command, shown.rstrip("\n").split("\n")
+
+    def test_sessions(self):
+        path = f"{pathlib.Path(ZELMO).parent}:/usr/bin:/bin"
+        run = 0
+        for command, shown in self.sessions():
+            if not command.startswith("zelmo "):
+                continue
+            with self.subTest(command=command):
+                done = subprocess.run(["bash", "-c", command], cwd=self.folder, env=self.environment({"PATH": path}),
+                                      stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                      timeout=60)
+                pattern = "".join(r"(?:.*\n)*?" if line.strip() == "..." else re.escape(line) + r"\n" for line in shown)
+                self.assertRegex(done.stdout.decode(), rf"\A{pattern}\Z")
+                run += 1
+        self.assertGreaterEqual(run, 5)
