@@ -19,7 +19,8 @@ struct Profile {
 /// All profiles; the first is the default.
 const std::vector<Profile> &profiles();
 
-/// A token in transparent files, to be read only: PIN, PUK, two key pairs, an administration key, three certificates, a data object.
+/// A token in transparent files, to be read only: PIN, PUK, two key pairs, an administration key, three certificates, a
+/// data object.
 virtualcard::CardImage eidCard();
 /// A token with directories of records, which can be changed once its PIN is verified.
 virtualcard::CardImage recordsCard();
