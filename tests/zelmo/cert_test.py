@@ -8,7 +8,8 @@ import re
 import stat
 import subprocess
 
-from pin_case import PIN, RIGHT, WRONG, PinCase, auth_id, at, certificate, common, content, pin, rule, secret, user_pin
+from pin_case import (PIN, RIGHT, WRONG, PinCase, at, auth_id, auth_key, certificate, common, content, pin, rule, secret,
+                      user_pin)
 from zelmo_case import DATA, ZELMO
 
 PKI = DATA / "pki"
@@ -105,7 +106,8 @@ class Reading(CertCase):
         self.assertEqual(card.read_bytes(), before)
 
     def test_which_pin(self):
-        pins = [user_pin("First"), user_pin("Second", 2, reference=SECOND)]
+        key = auth_key(common("Key"), 4, b"\xA1", derivedKey=False)
+        pins = [user_pin("First"), user_pin("Second", 2, reference=SECOND), key]
         secrets = [secret(PIN, b"1234\0\0\0\0"), secret(SECOND, b"5678\0\0\0\0")]
         either = {"or": [{"pin": PIN}, {"pin": SECOND}]}
         first, second = rule(["read"], auth_id(1)), rule(["read", "update"], auth_id(2))
@@ -122,6 +124,7 @@ class Reading(CertCase):
             (common("C"), {"pin": SECOND}, [], "5678", 7),  # nothing tells which
             (common("C"), {"pin": SECOND}, ["--pin-id", "03"], "5678", 6),
             (common("C"), "never", ["--pin-id", "02"], "5678", 7),
+            (common("C", ["private"], 4), "always", [], RIGHT, 7),  # a key alone opens it
             (common("C", ["private"], rules=[rule(["read"], ("and", [auth_id(1), auth_id(2)]))]), either, [], RIGHT, 8),
         ]
         for attributes, read, arguments, value, code in cases:
@@ -155,6 +158,15 @@ class Reading(CertCase):
         both = f"'Root CA' ({shared}), 'Useful CA' ({shared})"
         self.assertIn(f"'{shared}' is the id of more than one certificate: {both}; give the label",
                       self.refused(card, shared, code=6))
+
+    def test_one_certificate_under_two_heads(self):
+        def twice(model):
+            for directory in model["directories"]:
+                if directory["type"] in (5, 6):
+                    directory["objects"] = [certificate(common("CA"), {"iD": b"\xCA"}, at("4303"))]
+        card = self.token(twice)
+        for word in ("CA", "ca"):
+            self.assertEqual(self.read(card, word), der("ca"))
 
     def test_no_file(self):
         card = self.guarded(common("Lost"), where=at("4399"))
@@ -236,13 +248,13 @@ class Listing(CertCase):
         card = self.guarded(common("Guarded", ["private"], 1))
         text, err = self.cert(card, "list")
         self.assertEqual(err, "")
-        self.assertIn("  Guarded  X.509 certificate\n    Id               CE\n    Reading          needs a PIN\n"
+        self.assertIn("  Guarded  X.509 certificate\n    Id               CE\n    Reading          takes a PIN or key\n"
                       "    Flags            private\n    Guarded by       01\n    Path             4305\n", text)
         self.assertRegex(text, r"  Root CA  [^\n]*\n(    [^\n]*\n)*    Subject          CN=")
         self.assertNotIn("PINs", text)
 
     def test_what_cannot_be_read_is_marked(self):
-        cases = [(common("Guarded", ["private"], 1), {}, "pin", 0), (common("Closed"), {"read": "never"}, "pin", 0),
+        cases = [(common("Guarded", ["private"], 1), {}, "guarded", 0), (common("Closed"), {"read": "never"}, "guarded", 0),
                  (common("Rubbish"), {"read": "always", "value": b"\x30\x03\x02\x01\x07"}, "malformed", 8),
                  (common("Nobody's", ["private"], 9), {}, "impossible", 0),
                  (common("Lost"), {"where": at("4399")}, "impossible", 6)]

@@ -132,15 +132,14 @@ class Prompts(PinCase):
         self.assertEqual(self.ask(LANG="sk_SK.UTF-8"), LANGUAGES["sk"])
 
     def test_labels(self):
-        # The prompts are as the library and the dialogs make them: labels of up to 255 octets, to their first zero
-        # octet, in prompts of up to 255; what is no UTF-8 and controls replaced; nothing in a label is a format.
+        # To their first zero octet; what is no UTF-8 and controls replaced; nothing in a label is a format.
         labels = [("%s%n%08x%%", "%s%n%08x%%"), ("P\0IN", "P"), ("a\x1b[31m\nb", "a\ufffd[31m\nb"), ("", ""),
                   ("x" * 255, "x" * 255), ("Grüße ✓", "Grüße ✓")]
         for label, shown in labels:
             with self.subTest(label=label):
                 self.card = self.card_with([user_pin(label)], [secret(PIN, b"1234\0\0\0\0")])
                 present, fresh, again = self.ask()
-                self.assertEqual(present, f"Please enter your {shown} for {TOKEN}."[:253])
+                self.assertEqual(present, f"Please enter your {shown} for {TOKEN}.")
                 self.assertEqual((fresh, again), (f"Please enter the new {shown} for {TOKEN}.",
                                                   f"Please enter the new {shown} for {TOKEN} once more."))
 

@@ -1,6 +1,7 @@
 #include "choice.h"
 
 #include <fmt/format.h>
+#include <numeric>
 #include <stdexcept>
 
 #include "failure.h"
@@ -36,9 +37,8 @@ std::string listed(const std::vector<Name> &names, const std::vector<size_t> &ch
 }
 
 std::vector<size_t> all(const std::vector<Name> &names) {
-    std::vector<size_t> places;
-    for (size_t i = 0; i < names.size(); ++i)
-        places.push_back(i);
+    std::vector<size_t> places(names.size());
+    std::iota(places.begin(), places.end(), size_t{0});
     return places;
 }
 
@@ -53,7 +53,7 @@ size_t choose(const std::vector<Name> &names, const std::string &word, std::stri
     std::vector<size_t> found = matches(names, &Name::id, asId(word));
     const bool byId = !found.empty();
     if (!byId)
-        found = matches(names, &Name::label, word);
+        found = matches(names, &Name::label, validUtf8(word));
     if (found.size() == 1)
         return found[0];
     if (found.size() > 1)

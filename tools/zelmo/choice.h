@@ -11,7 +11,7 @@ namespace zelmo {
 /// What an object can be called by.
 struct Name {
     std::string id;     ///< Its id in upper-case hexadecimal digits; empty for none.
-    std::string label;  ///< Its label as the card has it; empty for none.
+    std::string label;  ///< Its label, made valid UTF-8; empty for none.
 };
 
 /// "'PIN' (01)", fit for a terminal.

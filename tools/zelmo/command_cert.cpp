@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -26,7 +27,7 @@ struct Value {
     std::vector<uint8_t> octets;
     uint32_t code = 0, raw = 0;
 
-    bool needsPin() const {
+    bool isGuarded() const {
         return code == PKCS15_E_PIN_REQUIRED || code == PKCS15_E_SECURITY_STATUS ||
                code == PKCS15_E_CREDENTIAL_REJECTED;
     }
@@ -56,8 +57,10 @@ void addFields(Json &json, const CertificateFields &fields) {
     const asn1_Integer serial = {static_cast<uint32_t>(fields.serialNumber.size()),
                                  const_cast<uint8_t *>(fields.serialNumber.data()), 0};
     json["serialNumber"] = view::integer(serial);
-    json["notBefore"] = fields.notBefore;
-    json["notAfter"] = fields.notAfter;
+    if (!fields.notBefore.empty())
+        json["notBefore"] = fields.notBefore;
+    if (!fields.notAfter.empty())
+        json["notAfter"] = fields.notAfter;
 }
 
 /// Adds what the certificate itself tells, where anybody may read it. Returns the exit code that stands for what was
@@ -66,8 +69,8 @@ Exit addValue(Json &json, const Value &value) {
     const auto fields = value.code == 0 ? certificateFields(value.octets) : std::nullopt;
     if (fields)
         addFields(json, *fields);
-    json["reading"] = fields ? "free" : value.needsPin() ? "pin" : value.code == 0 ? "malformed" : "impossible";
-    if (fields || value.needsPin())
+    json["reading"] = fields ? "free" : value.isGuarded() ? "guarded" : value.code == 0 ? "malformed" : "impossible";
+    if (fields || value.isGuarded())
         return Exit::ok;
     if (value.code != 0)
         json["error"] = errorJson(value.code, value.raw);
@@ -79,11 +82,25 @@ Exit addValue(Json &json, const Value &value) {
 
 // ---- read -----------------------------------------------------------------------------------------------------------
 
-size_t chooseCertificate(const Walk &walk, const std::string &word) {
+/// Whether two entries are of one name and one value: a certificate may be listed as trusted and as useful.
+bool isTwin(const Json &a, const Json &b) {
+    const auto same = [&](const char *member) { return a.value(member, Json()) == b.value(member, Json()); };
+    return same("id") && same("label") && a.contains("path") && same("path");
+}
+
+/// The place of the wanted one among the objects.
+size_t chooseCertificate(const Json &objects, const std::string &word) {
     std::vector<Name> names;
-    for (const Json &object : walk.objects)
+    std::vector<size_t> places;
+    for (size_t i = 0; i < objects.size(); ++i) {
+        const Json &object = objects[i];
+        if (std::any_of(objects.begin(), objects.begin() + static_cast<ptrdiff_t>(i),
+                        [&](const Json &earlier) { return isTwin(object, earlier); }))
+            continue;
         names.push_back({object.value("id", ""), object.value("label", "")});
-    return choose(names, word, "certificate");
+        places.push_back(i);
+    }
+    return places[choose(names, word, "certificate")];
 }
 
 /// The attributes of an object, which is open while this lives.
@@ -109,15 +126,8 @@ class OpenObject {
     void *object_ = nullptr;
 };
 
-/// The PIN to present for a certificate: the wanted one, the first that guards it, or the only one for users.
-const Pin *guardOf(const Session &session, ObjectReference &reference, const std::vector<Pin> &pins,
-                   const std::string &wanted) {
-    if (!wanted.empty())
-        return &choosePin(pins, wanted);
-    const OpenObject object(session, reference);
-    const std::vector<const Pin *> guards = readGuards(object.attributes(), pins);
-    if (!guards.empty())
-        return guards[0];
+/// The only PIN that is no PUK and not the security officer's; null when there is none or more than one.
+const Pin *onlyUserPin(const std::vector<Pin> &pins) {
     const Pin *only = nullptr;
     for (const Pin &pin : pins) {
         if (pin.has(PinFlag::unblockingPin) || pin.has(PinFlag::soPin))
@@ -127,6 +137,19 @@ const Pin *guardOf(const Session &session, ObjectReference &reference, const std
         only = &pin;
     }
     return only;
+}
+
+/// The PIN to present for a certificate that gave `code`: the wanted one, or the first that guards it, or, where only
+/// the card itself is against it, the only one for users. Null when nothing tells.
+const Pin *guardOf(const Session &session, ObjectReference &reference, const std::vector<Pin> &pins,
+                   const std::string &wanted, uint32_t code) {
+    if (!wanted.empty())
+        return &choosePin(pins, wanted);
+    const OpenObject object(session, reference);
+    const std::vector<const Pin *> guards = readGuards(object.attributes(), pins);
+    if (!guards.empty())
+        return guards[0];
+    return code == PKCS15_E_SECURITY_STATUS ? onlyUserPin(pins) : nullptr;
 }
 
 Value readBehindPin(const Session &session, ObjectReference &reference, const Pin &pin, PinSource &source) {
@@ -144,18 +167,24 @@ Value readBehindPin(const Session &session, ObjectReference &reference, const Pi
 Value readWanted(const Options &options, PinSource &source) {
     const Session session(options);
     const Walk walk = readCertificates(session);
-    const size_t chosen = chooseCertificate(walk, options.id);
+    const size_t chosen = chooseCertificate(walk.objects, options.id);
     ObjectReference &reference = *walk.references[chosen];
     Value value = readValue(session, reference);
-    if (value.needsPin()) {
+    if (value.isGuarded()) {
         const std::vector<Pin> pins = readPins(session.token());
-        if (const Pin *pin = guardOf(session, reference, pins, options.pinId))
+        if (const Pin *pin = guardOf(session, reference, pins, options.pinId, value.code))
             value = readBehindPin(session, reference, *pin, source);
         else
             throw Failure(Exit::accessDenied,
                           fmt::format("cannot read the certificate: {}; name the PIN to present with --pin-id",
                                       reasonText(value.code, value.raw)));
     }
+    if (value.code == PKCS15_E_UNSUPPORTED)
+        throw Failure(
+            exitFor(value.code, value.raw),
+            fmt::format("cannot read the certificate: {}; it is no file's content, or guarded by more than one "
+                        "PIN at once, or by one that the token does not have",
+                        reasonText(value.code, value.raw)));
     if (value.code != 0)
         throw libraryFailure("cannot read the certificate", value.code, value.raw);
     return value;

@@ -167,7 +167,9 @@ std::string errorText(const Json &error, const Context &) {
 }
 
 std::string readingText(const Json &reading, const Context &) {
-    return reading == "pin" ? "needs a PIN" : reading == "free" ? "" : words(reading.get<std::string>());
+    if (reading == "guarded")
+        return "takes a PIN or key";
+    return reading == "free" ? "" : words(reading.get<std::string>());
 }
 
 // ---- what blocks show -----------------------------------------------------------------------------------------------

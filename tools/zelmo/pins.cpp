@@ -1,5 +1,6 @@
 #include "pins.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 
 #include "asn1/asn1_x680.h"
@@ -11,10 +12,6 @@ namespace {
 
 constexpr uint32_t greatest_pin_type = 4;
 constexpr uint32_t wrong_value = 0xA0116300;
-
-std::string rawText(const asn1_ASN1String *value) {
-    return value != nullptr ? std::string(reinterpret_cast<const char *>(value->data), value->len) : std::string();
-}
 
 std::optional<Pin> asPin(const AuthenticationType &object) {
     if ((object.tag & 0xFFu) != P15_TAG_PIN || object.value == nullptr)
@@ -30,7 +27,8 @@ std::optional<Pin> asPin(const AuthenticationType &object) {
     pin.name.id = hex({pin.id->data, pin.id->len});
     if (const CommonObjectAttributes *common = parts.commonObjectAttributes) {
         pin.authId = common->authId;
-        pin.name.label = rawText(common->label);
+        if (common->label != nullptr)
+            pin.name.label = view::text(*common->label);
     }
     return pin;
 }
@@ -70,9 +68,8 @@ std::vector<Pin> readPins(const TokenContext &token) {
 }
 
 const Pin &choosePin(const std::vector<Pin> &pins, const std::string &word) {
-    std::vector<Name> names;
-    for (const Pin &pin : pins)
-        names.push_back(pin.name);
+    std::vector<Name> names(pins.size());
+    std::transform(pins.begin(), pins.end(), names.begin(), [](const Pin &pin) { return pin.name; });
     return pins[choose(names, word, "PIN")];
 }
 
