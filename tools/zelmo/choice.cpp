@@ -1,5 +1,6 @@
 #include "choice.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <numeric>
 #include <stdexcept>
@@ -30,9 +31,8 @@ std::vector<size_t> matches(const std::vector<Name> &names, std::string Name::*p
 }
 
 std::string listed(const std::vector<Name> &names, const std::vector<size_t> &chosen) {
-    std::vector<std::string> parts;
-    for (const size_t i : chosen)
-        parts.push_back(nameOf(names[i]));
+    std::vector<std::string> parts(chosen.size());
+    std::transform(chosen.begin(), chosen.end(), parts.begin(), [&](size_t i) { return nameOf(names[i]); });
     return fmt::format("{}", fmt::join(parts, ", "));
 }
 
