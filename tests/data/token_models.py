@@ -125,7 +125,8 @@ def transparent():
     ]
     auth_objects = [
         user_pin(path=path("3F005015")),
-        pin(common("SO PIN", ["private", "modifiable"], 3), 2, ["soPin", "initialized", "unblockDisabled"], "bcd", 6, 8,
+        pin(common("SO PIN", ["private", "modifiable"], 3), 2,
+            ["soPin", "initialized", "unblockDisabled", "needsPadding"], "bcd", 6, 8,
             maxLength=12, pinReference=0x82, padChar=b"\xFF", lastPinChange="20260830101500Z"),
         pin(common("PUK", ["private"]), 3, ["unblockingPin", "initialized", "changeDisabled"], "utf8", 8, 8),
         auth_key(common("Device key"), 4, b"\xA1", derivedKey=False),
