@@ -25,15 +25,15 @@ void add(TokenCard &card, uint8_t objectType, const char *fileId, const std::vec
 
 }  // namespace
 
-Octets pin_object(const PinSpec &spec) {
+Octets pin_object(const PinFields &wanted) {
     const auto number = [](uint8_t tag, std::optional<uint8_t> value) {
         return value ? der(tag, {octet(*value)}) : Octets{};
     };
-    return object(0x30, spec.label, der(0x04, {octet(spec.authId)}), {},
-                  der(0x30, {der(0x03, {octet(2), octet(spec.flags)}), der(0x0A, {octet(spec.type)}), hex("020104"),
-                             hex("020108"), number(0x02, spec.maxLength), number(0x80, spec.reference),
-                             spec.pad != nullptr ? der(0x04, {hex(spec.pad)}) : Octets{},
-                             spec.path != nullptr ? path_value(spec.path) : Octets{}}));
+    return object(0x30, wanted.label, der(0x04, {octet(wanted.authId)}), {},
+                  der(0x30, {der(0x03, {octet(2), octet(wanted.flags)}), der(0x0A, {octet(wanted.type)}), hex("020104"),
+                             hex("020108"), number(0x02, wanted.maxLength), number(0x80, wanted.reference),
+                             wanted.pad != nullptr ? der(0x04, {hex(wanted.pad)}) : Octets{},
+                             wanted.path != nullptr ? path_value(wanted.path) : Octets{}}));
 }
 
 Octets secret_key_object(uint8_t id, std::optional<uint8_t> reference, const char *path) {

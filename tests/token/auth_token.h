@@ -8,7 +8,7 @@
 #include "token/sample_token.h"
 
 /// A PIN object to be encoded.
-struct PinSpec {
+struct PinFields {
     uint8_t authId;
     std::optional<uint8_t> reference = {};
     const char *path = nullptr;
@@ -18,7 +18,7 @@ struct PinSpec {
     const char *pad = nullptr;  ///< Octets of padChar.
     const char *label = "PIN";
 };
-Octets pin_object(const PinSpec &spec);
+Octets pin_object(const PinFields &wanted);
 /// A secret key with this keyReference in the file at `path`; null leaves either out, a path for a URL.
 Octets secret_key_object(uint8_t id, std::optional<uint8_t> reference, const char *path);
 
