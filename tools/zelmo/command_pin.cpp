@@ -104,11 +104,8 @@ Exit runPinStatus(const Options &options) {
 
 Exit runPinVerify(const Options &options) {
     setLanguage(options.language);
-    PinSource source(options);
-    const Session session(options);
-    const std::vector<Pin> pins = readPins(session.token());
-    const Pin &pin = choosePin(pins, options.id);
-    requireKnownForm(pin);
+    ChosenPin chosen(options);
+    auto &[source, session, pins, pin] = chosen;
     if (source.isPerson()) {
         requireUsable(session.card(), session.token(), pin);
         // Without a value, the library asks.

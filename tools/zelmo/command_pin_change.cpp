@@ -10,11 +10,8 @@ namespace zelmo {
 
 Exit runPinChange(const Options &options) {
     setLanguage(options.language);
-    PinSource source(options);
-    const Session session(options);
-    const std::vector<Pin> pins = readPins(session.token());
-    const Pin &pin = choosePin(pins, options.id);
-    requireKnownForm(pin);
+    ChosenPin chosen(options);
+    auto &[source, session, pins, pin] = chosen;
     refuseIf(pin.has(PinFlag::changeDisabled), pin, "changed");
     if (source.isPerson())
         requireUsable(session.card(), session.token(), pin);

@@ -80,11 +80,8 @@ Failure setFailure(const Pin &pin, uint32_t code, uint32_t raw) {
 
 Exit runPinSet(const Options &options) {
     setLanguage(options.language);
-    PinSource source(options);
-    const Session session(options);
-    const std::vector<Pin> pins = readPins(session.token());
-    const Pin &pin = choosePin(pins, options.id);
-    requireKnownForm(pin);
+    ChosenPin chosen(options);
+    auto &[source, session, pins, pin] = chosen;
     Secret value;
     Secret form;
     source.fresh(value, pin, session.token());

@@ -47,13 +47,10 @@ void unblock(const Session &session, const Pin &pin, const Secret &pin_form, con
 
 Exit runPinUnblock(const Options &options) {
     setLanguage(options.language);
-    PinSource source(options);
-    const Session session(options);
-    const std::vector<Pin> pins = readPins(session.token());
-    const Pin &pin = choosePin(pins, options.id);
+    ChosenPin chosen(options);
+    auto &[source, session, pins, pin] = chosen;
     refuseIf(pin.has(PinFlag::unblockDisabled), pin, "unblocked");
     const Pin &puk = pukOf(pins, pin, options.pukId);
-    requireKnownForm(pin);
     requireKnownForm(puk);
     if (source.isPerson())
         requireUsable(session.card(), session.token(), puk);

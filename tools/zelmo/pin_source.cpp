@@ -128,4 +128,9 @@ void PinSource::fresh(Secret &into, const Pin &pin, TokenContext &token) {
         throw Failure(Exit::failure, "the two new PINs differ; nothing was changed, try again");
 }
 
+ChosenPin::ChosenPin(const Options &options)
+    : source(options), session(options), pins(readPins(session.token())), pin(choosePin(pins, options.id)) {
+    requireKnownForm(pin);
+}
+
 }  // namespace zelmo

@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "pins.h"
 #include "secret.h"
+#include "session.h"
 
 namespace zelmo {
 
@@ -38,6 +39,17 @@ class PinSource {
     int fd_ = -1;
     bool owned_ = false;
     std::string name_;
+};
+
+/// What every command that presents or sets a PIN begins with: where the PIN comes from, the token, and which of its
+/// PINs is meant. Throws Failure.
+struct ChosenPin {
+    explicit ChosenPin(const Options &options);
+
+    PinSource source;
+    Session session;
+    std::vector<Pin> pins;
+    const Pin &pin;  ///< One of them, of a form that is known.
 };
 
 }  // namespace zelmo
