@@ -5,8 +5,9 @@ packages_build=(g++ cmake ninja-build pkg-config libpcsclite-dev libcli11-dev nl
                 libunistring-dev libssl-dev libassuan-dev)
 packages_test=(libgtest-dev libgmock-dev python3 python3-pyasn1 python3-pyasn1-modules openssl
                clang-19 libclang-rt-19-dev clang-format-14 clang-tidy-14
-               pinentry-curses pinentry-tty tmux)
-packages_bench=(libbenchmark-dev libtasn1-6-dev)
+               pinentry-curses pinentry-tty tmux
+               libgmp-dev libtomcrypt-dev libbotan-2-dev python3-cryptography-vectors)
+packages_bench=(libbenchmark-dev libtasn1-6-dev libgmp-dev libtomcrypt-dev libbotan-2-dev libbearssl-dev)
 
 # install_missing PACKAGE...: installs those that are not there, as root or through sudo, and says so.
 install_missing() {
