@@ -88,7 +88,8 @@ uint32_t CSP_hash_update(CspContext *ctx, HashSession *session, const Bytestring
 /// with the digest's length and serves for the trace only. A null digest abandons the session. CSP_ERR_PARAM for a null
 /// session; an unknown identifier leaves the session alive.
 uint32_t CSP_hash_final(CspContext *ctx, HashSession *session, Bytestring *digest);
-/// Copies a running digest into a new session; never the pad of an HMAC. Asserts that both arguments are given.
+/// Copies a running digest into a new session; never the pad of an HMAC. `*new_session` is null after a failure.
+/// Asserts that both arguments are given.
 uint32_t CSP_hash_clone(CspContext *ctx, const HashSession *session, HashSession **new_session);
 /// Digest in one call.
 uint32_t CSP_hash(CspContext *ctx, uint32_t alg, const Bytestring *text, Bytestring *digest);
@@ -96,7 +97,8 @@ uint32_t CSP_hash(CspContext *ctx, uint32_t alg, const Bytestring *text, Bytestr
 /// overwritten on success; on a failure behind the first test of the identifier it is released and becomes null.
 uint32_t CSP_HMAC_init(CspContext *ctx, uint32_t alg, const Bytestring *key, HashSession **session);
 uint32_t CSP_HMAC_update(CspContext *ctx, HashSession *session, const Bytestring *text);
-/// Ends an HMAC. `mac->len` must be the digest's length: it is used as it is for the outer digest. Asserts a session.
+/// Ends an HMAC. `mac->len` must be the digest's length: it is used as it is for the outer digest. Asserts a session
+/// and a `mac`. CSP_ERR_PARAM for a plain digest's session, a clone's among them, which stays alive.
 uint32_t CSP_HMAC_final(CspContext *ctx, HashSession *session, Bytestring *mac);
 /// HMAC in one call.
 uint32_t CSP_HMAC(CspContext *ctx, uint32_t alg, const Bytestring *key, const Bytestring *text, Bytestring *mac);
