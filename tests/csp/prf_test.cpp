@@ -60,7 +60,7 @@ TEST(Prf, SameAsPeers) {
         ASSERT_EQ(ours, openssl_prf("MD5-SHA1", secret, label + seed, length)) << secret.size() << ' ' << length;
         ASSERT_EQ(ours, botan_prf(secret, label, seed, length)) << secret.size() << ' ' << length;
         for (const char *name : {"MD5", "SHA1"}) {
-            Octets result(hash_function(name).size * (1 + seeded.below(15)));
+            Octets result(hash_function(name).size * size_t{1 + seeded.below(15)});
             const Bytestring s = view(secret), sd = view(seed);
             Bytestring out = view(result);
             ASSERT_EQ(P_hash(nullptr, hash_function(name).alg, &s, &sd, &out), 0u);

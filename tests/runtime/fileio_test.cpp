@@ -16,7 +16,7 @@ namespace {
 class FileIo : public testing::Test {
   protected:
     std::string file(const Octets &content) const {
-        const std::string path = directory_.file("content");
+        std::string path = directory_.file("content");
         std::ofstream(path, std::ios::binary)
             .write(reinterpret_cast<const char *>(content.data()), std::ssize(content));
         return path;

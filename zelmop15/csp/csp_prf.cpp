@@ -60,8 +60,8 @@ uint32_t CSP_PRF(CspContext *ctx, const Bytestring *secret, const Bytestring *la
         return 0;
     // The halves share the middle octet of an odd length.
     const uint32_t length = secret != nullptr ? secret->len : 0, half = length / 2 + length % 2;
-    uint8_t *const octets = half != 0 ? secret->data : nullptr;
-    const Bytestring first = {half, octets}, second = {half, half != 0 ? octets + (length - half) : nullptr};
+    uint8_t *const octets = length != 0 ? secret->data : nullptr;
+    const Bytestring first = {half, octets}, second = {half, octets + length / 2};
     // These are meant to be released without wiping.
     const OwnedBytestring md5(whole_digests(out->len, md5_size)), sha(whole_digests(out->len, sha_size)),
         text(joined(label, seed));
