@@ -297,8 +297,8 @@ TEST(Gcd, SpecialValues) {
 TEST(ChineseRemainder, Recombines) {
     Seeded random;
     for (unsigned bits : {20u, 160u, 512u, 1024u}) {
-        mpz_class p = random_number(random, bits);
-        mpz_class q = random_number(random, bits);
+        mpz_class p = power_of_2(bits) + random_number(random, bits);
+        mpz_class q = 2 * power_of_2(bits) + random_number(random, bits);
         mpz_nextprime(p.get_mpz_t(), p.get_mpz_t());
         mpz_nextprime(q.get_mpz_t(), q.get_mpz_t());
         const mpz_class n = p * q;

@@ -1,7 +1,5 @@
 // Exponentiation by fixed windows, from the left.
-#include <utility>
-
-#include "aa/word.h"
+#include "aa/modulus.h"
 
 namespace {
 
@@ -52,7 +50,7 @@ struct Digits {
 
 // Fills in the powers that the digits ask for, and those on the way to them: an even power is a square, an odd one the
 // power before it times the base.
-void fill(PowerTable &table, const Digits &digits, const aauint *modulus) {
+void fill(PowerTable &table, const Digits &digits, const Modulus &modulus) {
     bool needed[table_entries + 1] = {};
     for (uint32_t i = digits.count(); i-- > 0;)
         for (uint32_t power = digits.at(i); power > 1 && !needed[power]; power = power % 2 == 0 ? power / 2 : power - 1)
@@ -61,23 +59,29 @@ void fill(PowerTable &table, const Digits &digits, const aauint *modulus) {
         if (!needed[power])
             continue;
         if (power % 2 == 0)
-            aa_zmsquare(table.power(power / 2), table.power(power), modulus);
+            aa_zsquare(table.power(power / 2), table.power(power));
         else
-            aa_zmmult(table.power(1), table.power(power - 1), table.power(power), modulus);
+            aa_zmult(table.power(1), table.power(power - 1), table.power(power));
+        modulus.reduce(table.power(power));
     }
 }
 
 // The power of the base modulo the aligned modulus, in `value`.
-void raise(PowerTable &table, const Digits &digits, aauint *value, const aauint *modulus) {
+void raise(PowerTable &table, const Digits &digits, aauint *value, const Modulus &modulus) {
     uint32_t i = digits.count() - 1;
     // The first digit holds the exponent's top bit, so it is not zero.
     aa_copy(table.power(digits.at(i)), value);
     while (i-- > 0) {
-        for (uint32_t k = 0; k < digits.width; ++k)
-            aa_zmsquareeq(value, modulus);
+        for (uint32_t k = 0; k < digits.width; ++k) {
+            // The square of a number of more than 256 limbs is refused, and it is meant to pass unseen.
+            aa_squareeq(value);
+            modulus.reduce(value);
+        }
         const uint32_t digit = digits.at(i);
-        if (digit != 0)
-            aa_zmmulteq(value, table.power(digit), modulus);
+        if (digit == 0)
+            continue;
+        aa_zmulteq(value, table.power(digit));
+        modulus.reduce(value);
     }
 }
 
@@ -115,14 +119,15 @@ int32_t aa_mexpn(const aauint *base, const aauint *exponent, aauint *result, con
     aa_copy(value, table.power(1));
     // A number modulo 2^shift * m keeps its residue modulo m, and an aligned modulus saves every reduction its shifts.
     const uint32_t shift = leading_zeros(m[m[0]]);
-    Buffer modulus;
-    aa_shift(m, static_cast<int32_t>(shift), modulus);
+    Buffer aligned;
+    aa_shift(m, static_cast<int32_t>(shift), aligned);
+    const Modulus modulus(aligned + 1, aligned[0]);
     const Digits digits = {exponent, width};
     fill(table, digits, modulus);
     raise(table, digits, value, modulus);
     if (shift != 0) {
         aa_shift(value, static_cast<int32_t>(shift), value);
-        aa_zmodeq(value, modulus);
+        modulus.reduce(value);
     }
     aa_shift(value, -static_cast<int32_t>(shift), result);
     return 0;

@@ -1,5 +1,5 @@
 // Reduction modulo a number.
-#include "aa/divide.h"
+#include "aa/modulus.h"
 
 extern "C" {
 
@@ -10,22 +10,25 @@ int32_t aa_zmodeq(aauint *a, const aauint *m) {
         return -1;
     if (aa_comp(a, m) == 1)
         return 0;
-    uint32_t count = a[0];
+    const uint32_t count = a[0];
     const uint32_t shift = leading_zeros(m[m_count]);
     // The shift that aligns a with the modulus has the limit of aa_shift; an aligned modulus needs none.
     if (shift != 0 && count + 1 > AA_MAX_LIMBS)
         return -1;
-    Buffer modulus;
-    shift_limbs_left(m + 1, m_count, shift, modulus);
+    if (shift == 0) {
+        Modulus(m + 1, m_count).reduce(a);
+        return 0;
+    }
+    Buffer aligned;
+    shift_limbs_left(m + 1, m_count, shift, aligned);
     const uint32_t out = shift_limbs_left(a + 1, count, shift, a + 1);
-    if (out != 0)
-        a[++count] = out;
-    uint32_t *const top = a + 1 + count - m_count;
-    if (compare_limbs(top, modulus, m_count) >= 0)
-        subtract_limbs(top, modulus, m_count);
-    divide_limbs(a + 1, count, modulus, m_count, nullptr);
-    shift_limbs_right(a + 1, m_count, shift, a + 1);
-    set_length(a, m_count);
+    if (out != 0) {
+        a[0] = count + 1;
+        a[count + 1] = out;
+    }
+    Modulus(aligned, m_count).reduce(a);
+    shift_limbs_right(a + 1, a[0], shift, a + 1);
+    set_length(a, a[0]);
     return 0;
 }
 

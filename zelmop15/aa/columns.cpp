@@ -1,21 +1,13 @@
 #include "aa/columns.h"
 
+#include "aa/clones.h"
 #include "aa/word.h"
-
-// The same loops for several processors, chosen when the library is loaded. Sanitizers and clang build the plain form.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
-    !defined(__SANITIZE_THREAD__)
-#define ZELMO_CLONES __attribute__((target_clones("default", "avx2")))
-#else
-#define ZELMO_CLONES
-#endif
 
 namespace {
 
 using namespace aa;
 
 constexpr uint32_t group = 4;  // limbs whose rows are walked together
-constexpr uint32_t lanes = 8;  // columns by which rows are padded, so that none of them ends in the middle of a vector
 
 constexpr uint32_t round_up(uint32_t count, uint32_t unit) {
     return (count + unit - 1) / unit * unit;

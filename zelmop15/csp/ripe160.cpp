@@ -67,9 +67,9 @@ template <size_t Which, size_t Step>
     constexpr size_t a = (80 - Step) % 5, b = (a + 1) % 5, c = (a + 2) % 5, d = (a + 3) % 5, e = (a + 4) % 5;
     constexpr size_t round = Step / 16, word = lines[Which].order[Step];
     // The second line takes the mixing functions in the opposite order.
-    const uint32_t sum = words[a] + mix < Which == 0
-                             ? round
-                             : 4 - round > (words[b], words[c], words[d]) + text[word] + lines[Which].additives[round];
+    constexpr size_t function = Which == 0 ? round : 4 - round;
+    const uint32_t sum =
+        words[a] + mix<function>(words[b], words[c], words[d]) + text[word] + lines[Which].additives[round];
     words[a] = words[e] + std::rotl(sum, rotations[round][word]);
     words[c] = std::rotl(words[c], 10);
 }
