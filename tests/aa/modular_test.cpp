@@ -21,7 +21,7 @@ mpz_class power(const mpz_class &base, const mpz_class &exponent, const mpz_clas
 // Moduli whose top limbs are the hard ones for a quotient's estimate.
 mpz_class hard_modulus(Seeded &random, unsigned bits) {
     mpz_class m = random_number(random, bits) + 1;
-    switch (random.below(bits > 64 ? 4 : 3)) {
+    switch (bits > 64 ? random.below(4) : 0) {
         case 0:
             return m;
         case 1:

@@ -7,30 +7,42 @@ namespace {
 
 using namespace aa;
 
-constexpr uint32_t group = 4;  // limbs whose rows are walked together
+constexpr uint32_t group = 4;  // limbs whose rows are walked together: more need more registers than there are
 
 constexpr uint32_t round_up(uint32_t count, uint32_t unit) {
     return (count + unit - 1) / unit * unit;
 }
 
 constexpr uint32_t operand_room = round_up(AA_MAX_LIMBS + group, lanes);
-constexpr uint32_t column_room = 2 * operand_room + lanes;
+constexpr uint32_t column_room = 2 * operand_room + 2 * lanes;
 
-// The halves of an operand's limbs, each in a word of its own, with zeros in front of them and behind.
+// Zeros, from a word on, in whole vectors up to the one that ends at `to` or behind it.
+template <class... Words>
+inline void clear(uint32_t from, uint32_t to, Words *...words) {
+    for (; from < to; from += lanes)
+        (std::memset(words + from, 0, lanes * sizeof *words), ...);
+}
+
+// The halves of an operand's limbs, each in a word of its own. In front of them and behind are the zeros that rows run
+// into; `low` and `high` point to the first half.
 struct Halves {
-    static constexpr uint32_t front = 2 * group;
-    uint32_t low[front + operand_room + lanes];
-    uint32_t high[front + operand_room + lanes];
+    static constexpr uint32_t front = lanes;
+    alignas(32) uint32_t low_room[front + operand_room + 3 * lanes];
+    alignas(32) uint32_t high_room[front + operand_room + 3 * lanes];
+    uint32_t *const low = low_room + front;
+    uint32_t *const high = high_room + front;
 
-    void take(const uint32_t *limbs, uint32_t count, uint32_t padded) {
-        std::memset(low, 0, front * sizeof *low);
-        std::memset(high, 0, front * sizeof *high);
+    Halves(const uint32_t *limbs, uint32_t count) {
+        clear(0, front, low_room, high_room);
+        clear(count / lanes * lanes, count + group + 2 * lanes, low, high);
         for (uint32_t i = 0; i < count; ++i) {
-            low[front + i] = limbs[i] & low_half;
-            high[front + i] = limbs[i] >> half_bits;
+            low[i] = limbs[i] & low_half;
+            high[i] = limbs[i] >> half_bits;
         }
-        std::memset(low + front + count, 0, (padded - count) * sizeof *low);
-        std::memset(high + front + count, 0, (padded - count) * sizeof *high);
+    }
+    void clear_group(uint32_t first) {
+        std::memset(low + first, 0, group * sizeof *low);
+        std::memset(high + first, 0, group * sizeof *high);
     }
 };
 
@@ -38,39 +50,57 @@ struct Halves {
 // the sum S of up to 2 * AA_MAX_LIMBS products, which does not fit into a word, as two words: S modulo 2^32, and the
 // sum of the products' high halves. The second tells S to within 2 * AA_MAX_LIMBS * 2^16, the first tells the rest.
 struct Columns {
-    uint32_t even[column_room];
-    uint32_t even_high[column_room];
-    uint32_t odd[column_room];
-    uint32_t odd_high[column_room];
+    alignas(32) uint32_t even[column_room];
+    alignas(32) uint32_t even_high[column_room];
+    alignas(32) uint32_t odd[column_room];
+    alignas(32) uint32_t odd_high_room[lanes + column_room];
+    uint32_t *const odd_high = odd_high_room + lanes;
 
-    void clear(uint32_t count) {
-        for (uint32_t *part : {even, even_high, odd, odd_high})
-            std::memset(part, 0, count * sizeof *part);
+    explicit Columns(uint32_t count) {
+        // The first column is owed nothing from below.
+        clear(0, lanes, odd_high_room);
+        clear(0, count, even, even_high, odd, odd_high);
     }
 };
 
-// Adds the products of `group` limbs with `count` limbs of b from `first` on to the columns from `column` on.
-inline __attribute__((always_inline)) void add_rows(const uint32_t *a, const Halves &b, uint32_t first, uint32_t count,
-                                                    Columns &columns, uint32_t column) {
-    const uint32_t *const low = b.low + Halves::front + first;
-    const uint32_t *const high = b.high + Halves::front + first;
+// The halves of the limbs by which rows are multiplied, with zeros up to a whole number of groups.
+struct Factors {
+    uint32_t low[operand_room];
+    uint32_t high[operand_room];
+    uint32_t count;
+
+    Factors(const uint32_t *limbs, uint32_t limb_count) : count(round_up(limb_count, group)) {
+        clear(limb_count / lanes * lanes, count, low, high);
+        for (uint32_t i = 0; i < limb_count; ++i) {
+            low[i] = limbs[i] & low_half;
+            high[i] = limbs[i] >> half_bits;
+        }
+    }
+};
+
+// Adds the rows of a group of factors, from the one with this index on, to the `count` columns, in whole vectors, from
+// `column` on. `low` and `high` are the halves of the limbs that start there.
+[[gnu::always_inline]] inline void add_rows(const Factors &factors, uint32_t index, const uint32_t *low,
+                                            const uint32_t *high, uint32_t count, Columns &columns, uint32_t column) {
+    uint32_t a_low[group];
+    uint32_t a_high[group];
+    std::memcpy(a_low, factors.low + index, sizeof a_low);
+    std::memcpy(a_high, factors.high + index, sizeof a_high);
     uint32_t *const even = columns.even + column;
     uint32_t *const even_high = columns.even_high + column;
     uint32_t *const odd = columns.odd + column;
     uint32_t *const odd_high = columns.odd_high + column;
-    const uint32_t padded = round_up(count + group, lanes);
-    for (uint32_t m = 0; m < padded; ++m) {
+    ZELMO_INDEPENDENT
+    for (uint32_t m = 0; m < count / lanes * lanes; ++m) {
         uint32_t even_sum = even[m];
         uint32_t even_high_sum = even_high[m];
         uint32_t odd_sum = odd[m];
         uint32_t odd_high_sum = odd_high[m];
         for (uint32_t r = 0; r < group; ++r) {
-            const uint32_t a_low = a[r] & low_half;
-            const uint32_t a_high = a[r] >> half_bits;
-            const uint32_t low_low = a_low * *(low + m - r);
-            const uint32_t high_high = a_high * *(high + m - r - 1);
-            const uint32_t low_high = a_low * *(high + m - r);
-            const uint32_t high_low = a_high * *(low + m - r);
+            const uint32_t low_low = a_low[r] * *(low + m - r);
+            const uint32_t high_high = a_high[r] * *(high + m - r - 1);
+            const uint32_t low_high = a_low[r] * *(high + m - r);
+            const uint32_t high_low = a_high[r] * *(low + m - r);
             even_sum += low_low + high_high;
             even_high_sum += (low_low >> half_bits) + (high_high >> half_bits);
             odd_sum += low_high + high_low;
@@ -84,31 +114,51 @@ inline __attribute__((always_inline)) void add_rows(const uint32_t *a, const Hal
 }
 
 // Carries through the columns of `count` limbs. With the high sums taken apart, a column is a sum of low halves, below
-// 2^27, and the high sum goes to the column above; so no sum here overflows but the one that is looked at.
-inline __attribute__((always_inline)) void resolve(const Columns &columns, uint32_t count, uint32_t *result) {
+// 2^27, and the high sum goes to the column above; so no sum here overflows but the ones that are looked at.
+[[gnu::always_inline]] inline void resolve(const Columns &columns, uint32_t count, uint32_t *result) {
     uint32_t limbs[column_room];
-    uint32_t carries[column_room];
-    uint32_t below = 0;
+    uint32_t carries[column_room];  // into each limb: the small sums first, then single bits
+    carries[0] = 0;
     for (uint32_t m = 0; m < count; ++m) {
-        const uint32_t even = columns.even[m] - (columns.even_high[m] << half_bits) + below;
+        const uint32_t even = columns.even[m] - (columns.even_high[m] << half_bits) + *(columns.odd_high + m - 1);
         const uint32_t odd = columns.odd[m] - (columns.odd_high[m] << half_bits) + columns.even_high[m];
-        below = columns.odd_high[m];
         limbs[m] = even + (odd << half_bits);
-        carries[m] = (odd >> half_bits) + static_cast<uint32_t>(limbs[m] < even);
+        carries[m + 1] = (odd >> half_bits) + static_cast<uint32_t>(limbs[m] < even);
     }
+    uint32_t bits[column_room];
+    bits[0] = 0;
+    for (uint32_t m = 0; m < count; ++m) {
+        limbs[m] += carries[m];
+        bits[m + 1] = static_cast<uint32_t>(limbs[m] < carries[m]);
+    }
+    uint32_t rippled = 0;
+    for (uint32_t m = 0; m < count; ++m) {
+        result[m] = limbs[m] + bits[m];
+        rippled |= static_cast<uint32_t>(result[m] < limbs[m]);
+    }
+    if (rippled == 0) [[likely]]
+        return;
+    // A bit has met a limb of ones, which happens by chance once in 2^32 limbs.
     uint32_t carry = 0;
     for (uint32_t m = 0; m < count; ++m) {
         result[m] = limbs[m] + carry;
-        carry = carries[m] + static_cast<uint32_t>(result[m] < carry);
+        carry = bits[m + 1] + static_cast<uint32_t>(result[m] < carry);
     }
 }
 
-// Copies limbs and fills up with zeros to whole groups; the count of them.
-inline uint32_t pad_to_groups(const uint32_t *limbs, uint32_t count, uint32_t *padded) {
-    const uint32_t total = round_up(count, group);
-    std::memcpy(padded, limbs, count * sizeof *limbs);
-    std::memset(padded + count, 0, (total - count) * sizeof *limbs);
-    return total;
+// The products of each group with itself, which fill the columns one group behind the other.
+[[gnu::always_inline]] inline void multiply_groups(const Factors &factors, Columns &columns) {
+    // Each group's halves with zeros around them.
+    constexpr uint32_t room = 2 * operand_room + lanes;
+    alignas(32) uint32_t low[room];
+    alignas(32) uint32_t high[room];
+    clear(0, 2 * factors.count + group, low, high);
+    for (uint32_t i = 0; i < factors.count; i += group) {
+        std::memcpy(low + group + 2 * i, factors.low + i, group * sizeof *low);
+        std::memcpy(high + group + 2 * i, factors.high + i, group * sizeof *high);
+    }
+    for (uint32_t i = 0; i < factors.count; i += group)
+        add_rows(factors, i, low + group + 2 * i, high + group + 2 * i, 2 * group, columns, 2 * i);
 }
 
 }  // namespace
@@ -117,43 +167,39 @@ namespace aa {
 
 ZELMO_CLONES void multiply_limbs(const uint32_t *a, uint32_t a_count, const uint32_t *b, uint32_t b_count,
                                  uint32_t *result) {
-    if (a_count > b_count)
-        return multiply_limbs(b, b_count, a, a_count, result);
-    uint32_t rows[operand_room];
-    const uint32_t row_count = pad_to_groups(a, a_count, rows);
-    const uint32_t padded = round_up(b_count + group, lanes);
-    Halves halves;
-    halves.take(b, b_count, padded);
-    Columns columns;
-    columns.clear(row_count + padded);
-    for (uint32_t i = 0; i < row_count; i += group)
-        add_rows(rows + i, halves, 0, b_count, columns, i);
+    // Rows are long, and there are few of them.
+    const bool swap = a_count > b_count;
+    const uint32_t width = swap ? a_count : b_count;
+    const Factors factors(swap ? b : a, swap ? b_count : a_count);
+    const Halves halves(swap ? a : b, width);
+    const uint32_t columns_of_group = round_up(width + group, lanes);
+    Columns columns(factors.count + columns_of_group);
+    for (uint32_t i = 0; i < factors.count; i += group)
+        add_rows(factors, i, halves.low, halves.high, columns_of_group, columns, i);
     resolve(columns, a_count + b_count, result);
 }
 
 ZELMO_CLONES void square_limbs(const uint32_t *a, uint32_t count, uint32_t *result) {
-    uint32_t rows[operand_room];
-    const uint32_t row_count = pad_to_groups(a, count, rows);
-    Halves halves;
-    halves.take(rows, row_count, row_count + group + lanes);
-    Columns columns;
-    columns.clear(2 * row_count + lanes);
-    // Each group times the limbs above it, once. What the rows reach of the group itself must be zero.
-    for (uint32_t i = 0; i < row_count; i += group) {
-        std::memset(halves.low + Halves::front + i, 0, group * sizeof *halves.low);
-        std::memset(halves.high + Halves::front + i, 0, group * sizeof *halves.high);
-        add_rows(rows + i, halves, i + group, row_count - i - group, columns, 2 * i + group);
+    const Factors factors(a, count);
+    Halves halves(a, count);
+    Columns columns(2 * factors.count + lanes);
+    // Each group times the limbs above it, once. What its rows reach of the group itself must be zero.
+    for (uint32_t i = 0; i + group < factors.count; i += group) {
+        const uint32_t first = i + group;
+        halves.clear_group(i);
+        add_rows(factors, i, halves.low + first, halves.high + first, round_up(factors.count - i, lanes), columns,
+                 first + i);
     }
-    for (uint32_t *part : {columns.even, columns.even_high, columns.odd, columns.odd_high})
-        for (uint32_t m = 0; m < 2 * row_count; ++m)
-            part[m] *= 2;
-    // Then each group times itself.
-    for (uint32_t i = 0; i < row_count; i += group) {
-        Halves self;
-        self.take(rows + i, group, 2 * group);
-        add_rows(rows + i, self, 0, group, columns, 2 * i);
+    // Twice that, and each group times itself.
+    Columns own(2 * factors.count);
+    multiply_groups(factors, own);
+    for (uint32_t m = 0; m < 2 * factors.count; ++m) {
+        own.even[m] += 2 * columns.even[m];
+        own.even_high[m] += 2 * columns.even_high[m];
+        own.odd[m] += 2 * columns.odd[m];
+        own.odd_high[m] += 2 * columns.odd_high[m];
     }
-    resolve(columns, 2 * count, result);
+    resolve(own, 2 * count, result);
 }
 
 }  // namespace aa

@@ -57,9 +57,10 @@ template <bool Two>
     // Whole vectors at fixed places, so that a load does not straddle two stores that are still on their way.
     const int32_t start = (first + static_cast<int32_t>(lanes)) & -static_cast<int32_t>(lanes);
     const uint32_t count = as_unsigned(end + 2 * static_cast<int32_t>(lanes) - 1 - start) / lanes * lanes;
-    uint32_t *__restrict const words = columns.words + start;
-    int32_t *__restrict const high = columns.high + start;
-    const int32_t *__restrict const factors = digits + (start - static_cast<int32_t>(lanes) - row);
+    uint32_t *const words = columns.words + start;
+    int32_t *const high = columns.high + start;
+    const int32_t *const factors = digits + (start - static_cast<int32_t>(lanes) - row);
+    ZELMO_INDEPENDENT
     for (uint32_t i = 0; i < count; ++i) {
         const int32_t product = digit * factors[i];
         const int32_t below = Two ? second * factors[i + 1] : 0;
