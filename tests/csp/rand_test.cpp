@@ -1,0 +1,361 @@
+// The random generator, recomputed from its state by openssl.
+#include <array>
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <set>
+#include <thread>
+
+#include "csp/csp.h"
+#include "csp/csp_rand.h"
+#include "runtime/log.h"
+#include "support/alloc_fault.h"
+#include "support/octets.h"
+#include "support/seeded.h"
+
+// The leak sanitizer's, where it is there.
+extern "C" void __lsan_disable() __attribute__((weak));
+
+namespace {
+
+/// The time in the generator's eyes; 0 for the true one.
+time_t fixed_time = 0;
+
+Bytestring view(Octets &octets) {
+    return {static_cast<uint32_t>(octets.size()), octets.data()};
+}
+
+struct Generator : CspContext {
+    Generator() : CspContext{nullptr, PTHREAD_MUTEX_INITIALIZER} {}
+    explicit Generator(const Octets &seed) : Generator() {
+        EXPECT_EQ(this->seed(seed), 0u);
+    }
+    /// One with the same state.
+    Generator(const Generator &other) : Generator() {
+        state = Bytestring_clone(other.state);
+    }
+    Generator &operator=(const Generator &) = delete;
+    ~Generator() {
+        Bytestring_free(state);
+    }
+    uint32_t seed(Octets octets) {
+        const Bytestring given = view(octets);
+        return CSP_RNG_set_state(this, &given);
+    }
+    Octets bytes(size_t count) {
+        Octets octets(count);
+        Bytestring out = view(octets);
+        EXPECT_EQ(CSP_RNG_get_bytes(this, &out), 0u);
+        return octets;
+    }
+    [[nodiscard]] Octets now() const {
+        return {state->data, state->data + state->len};
+    }
+    /// Whether the mutex is free.
+    bool is_free() {
+        if (pthread_mutex_trylock(&lock) != 0)
+            return false;
+        pthread_mutex_unlock(&lock);
+        return true;
+    }
+};
+
+Octets hmac_sha1(const Octets &key, const Octets &text) {
+    Octets digest(20);
+    // A null key would mean the one of an earlier call.
+    EXPECT_NE(HMAC(EVP_sha1(), key.empty() ? reinterpret_cast<const uint8_t *>("") : key.data(),
+                   static_cast<int>(key.size()), text.data(), text.size(), digest.data(), nullptr),
+              nullptr);
+    return digest;
+}
+
+/// Every sixteenth octet of the key stream of AES in output feedback.
+Octets thinned_stream(const Octets &key, const Octets &start, size_t count) {
+    const std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX *)> aes(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
+    EXPECT_EQ(EVP_EncryptInit_ex(aes.get(), EVP_aes_128_ofb(), nullptr, key.data(), start.data()), 1);
+    Octets stream(16 * count + 1);
+    int length = 0;
+    EXPECT_EQ(EVP_EncryptUpdate(aes.get(), stream.data(), &length, stream.data(), static_cast<int>(16 * count)), 1);
+    Octets thinned;
+    for (size_t i = 0; i < count; ++i)
+        thinned.push_back(stream[16 * i]);
+    return thinned;
+}
+
+/// Output of the next request, and the state behind it.
+std::pair<Octets, Octets> predicted(const Octets &state, size_t count) {
+    const std::string text = "entropy update";
+    const Octets label(text.begin(), text.end());
+    Octets block;
+    for (Octets a = hmac_sha1(state, label); block.size() < 300; a = hmac_sha1(state, a))
+        block = block + hmac_sha1(state, a + label);
+    Octets after = state;
+    for (size_t i = 0; i < after.size() && i < 256; ++i)
+        after[i] ^= block[32 + i];
+    return {thinned_stream({block.begin(), block.begin() + 16}, {block.begin() + 16, block.begin() + 32}, count),
+            after};
+}
+
+TEST(Generator, OutputAndStateAreWhatTheStateTells) {
+    zelmo_test::Seeded random;
+    for (const size_t seed_length : {0u, 1u, 19u, 20u, 64u, 65u, 255u, 256u, 257u, 300u}) {
+        Generator generator(random.octets(seed_length));
+        ASSERT_EQ(generator.now().size(), seed_length);
+        for (const size_t count : {16u, 0u, 1u, 100u}) {
+            const auto [output, after] = predicted(generator.now(), count);
+            EXPECT_EQ(generator.bytes(count), output) << seed_length;
+            EXPECT_EQ(generator.now(), after) << seed_length;
+        }
+    }
+}
+
+TEST(Generator, KnowsNothingWithoutASeed) {
+    Generator generator;
+    Octets octets(4);
+    Bytestring out = view(octets);
+    EXPECT_EQ(CSP_RNG_get_bytes(&generator, &out), CSP_ERR_ENTROPY);
+    EXPECT_EQ(CSP_RNG_get_bits(&generator, octets.data(), 9, 1, 1), CSP_ERR_ENTROPY);
+    EXPECT_EQ(octets, Octets(4));
+    EXPECT_EQ(CSP_RNG_get_bytes(&generator, nullptr), CSP_ERR_PARAM);
+    EXPECT_EQ(CSP_RNG_get_bits(&generator, nullptr, 9, 1, 1), CSP_ERR_PARAM);
+    EXPECT_TRUE(generator.is_free());
+}
+
+TEST(Generator, SeedsAreEncipheredByTheSecond) {
+    const Octets seed(300, 0x5A);
+    const auto state_at = [&](time_t time) {
+        fixed_time = time;
+        const Octets state = Generator(seed).now();
+        fixed_time = 0;
+        return state;
+    };
+    const time_t t = 0x65432100;
+    const Octets state = state_at(t);
+    EXPECT_EQ(state_at(t), state);
+    // Four octets of the key depend on the time, by its bits 0 to 10.
+    for (int bit = 0; bit < 16; ++bit)
+        EXPECT_EQ(state_at(t ^ (1 << bit)) == state, bit > 10) << bit;
+    // It is a key stream over the seed, and the key of it is as long as that of the generator.
+    fixed_time = t;
+    Octets stream = Generator(Octets(300)).now();
+    fixed_time = 0;
+    for (uint8_t &octet : stream)
+        octet ^= 0x5A;
+    EXPECT_EQ(stream, state);
+}
+
+TEST(Generator, StateCanBeCarriedOverButNotReplayed) {
+    Generator generator(Octets(40, 7));
+    Bytestring *saved = nullptr;
+    ASSERT_EQ(CSP_RNG_get_state(&generator, &saved), 0u);
+    EXPECT_EQ(Octets(saved->data, saved->data + saved->len), generator.now());
+    Generator restored;
+    EXPECT_EQ(CSP_RNG_set_state(&restored, saved), 0u);
+    EXPECT_NE(restored.now(), generator.now());
+    EXPECT_NE(restored.bytes(16), generator.bytes(16));
+    EXPECT_EQ(CSP_RNG_set_state(&restored, saved), 0u) << "in the place of the one before";
+    Bytestring_free(saved);
+}
+
+/// The bits that are asked for, in the order from the top of the first octet, by the rules alone.
+Octets shaped(const Octets &drawn, uint32_t bits, int32_t top, bool bottom) {
+    Octets octets = drawn;
+    const auto set = [&](uint32_t from_top) {
+        const size_t bit = 8 * octets.size() - bits + from_top;
+        octets[bit / 8] = static_cast<uint8_t>(octets[bit / 8] | 0x80 >> bit % 8);
+    };
+    for (size_t bit = 0; bit < 8 * octets.size() - bits; ++bit)
+        octets[0] = static_cast<uint8_t>(octets[0] & ~(0x80 >> bit));
+    if (top != -1)
+        set(0);
+    if (top != -1 && top != 0 && bits > 1)
+        set(1);
+    if (bottom)
+        set(bits - 1);
+    return octets;
+}
+
+TEST(Generator, ShapesNumbers) {
+    Generator generator(Octets(20, 1));
+    for (uint32_t bits = 1; bits <= 40; ++bits)
+        for (const int32_t top : {-1, 0, 1, 2, -2, INT32_MAX, INT32_MIN})
+            for (const uint32_t bottom : {0u, 1u, 2u}) {
+                Generator twin(generator);
+                const size_t length = (bits + 7) / 8;
+                Octets number(length + 1, 0xEE);
+                EXPECT_EQ(CSP_RNG_get_bits(&generator, number.data(), bits, top, bottom), 0u);
+                const Octets expected = shaped(twin.bytes(length), bits, top, bottom != 0) + Octets{0xEE};
+                EXPECT_EQ(number, expected) << bits << " " << top << " " << bottom;
+            }
+    const Octets before = generator.now();
+    EXPECT_EQ(CSP_RNG_get_bits(&generator, nullptr, 0, 1, 1), 0u);
+    EXPECT_EQ(generator.now(), before) << "no bits, nothing done";
+}
+
+TEST(Generator, MutexFailures) {
+    Generator generator(Octets(20, 1));
+    pthread_mutexattr_t checked;
+    pthread_mutexattr_init(&checked);
+    pthread_mutexattr_settype(&checked, PTHREAD_MUTEX_ERRORCHECK);
+    pthread_mutex_init(&generator.lock, &checked);
+    const Octets before = generator.now();
+    Bytestring *state = nullptr;
+    Octets octets(4);
+    Bytestring out = view(octets);
+    ASSERT_EQ(trng_lock(&generator), 0u);
+    EXPECT_EQ(trng_lock(&generator), CSP_ERR_INTERNAL);
+    EXPECT_EQ(CSP_RNG_get_bytes(&generator, &out), CSP_ERR_MEMORY);
+    EXPECT_EQ(CSP_RNG_set_state(&generator, &out), CSP_ERR_INTERNAL);
+    EXPECT_EQ(trng_unlock(&generator), CSP_ERR_INTERNAL) << "unlocked by the failing call, on purpose";
+    ASSERT_EQ(trng_lock(&generator), 0u);
+    EXPECT_EQ(CSP_RNG_get_state(&generator, &state), CSP_ERR_INTERNAL);
+    EXPECT_TRUE(generator.is_free());
+    EXPECT_EQ(generator.now(), before);
+    EXPECT_EQ(octets, Octets(4));
+    EXPECT_EQ(state, nullptr);
+}
+
+TEST(Generator, SurvivesShortMemory) {
+    Generator generator(Octets(20, 1));
+    const auto sweep = [&](const char *what, auto call, auto check) {
+        for (const bool all_after : {false, true})
+            for (unsigned n = 1;; ++n) {
+                alloc_fault_arm(n, all_after);
+                const uint32_t result = call();
+                const bool fired = alloc_fault_disarm();
+                EXPECT_EQ(result != 0, fired) << what << " " << n;
+                EXPECT_TRUE(generator.is_free());
+                check(result, n);
+                if (!fired)
+                    break;
+            }
+    };
+    Octets octets(4);
+    Bytestring out = view(octets);
+    Octets before = generator.now();
+    sweep(
+        "bytes", [&] { return CSP_RNG_get_bytes(&generator, &out); },
+        [&](uint32_t result, unsigned) {
+            EXPECT_EQ(generator.now() != before, result == 0);
+            before = generator.now();
+        });
+    Bytestring *state = nullptr;
+    sweep(
+        "get", [&] { return CSP_RNG_get_state(&generator, &state); },
+        [&](uint32_t result, unsigned) {
+            EXPECT_TRUE(result == 0 || result == CSP_ERR_MEMORY);
+            EXPECT_EQ(state != nullptr, result == 0);
+            Bytestring_free(state);
+        });
+    Octets seed(20, 2);
+    const Bytestring given = view(seed);
+    sweep(
+        "set", [&] { return CSP_RNG_set_state(&generator, &given); },
+        [&](uint32_t result, unsigned n) {
+            // Two allocations make the state, which holds zeros until it is enciphered.
+            EXPECT_EQ(result, n <= 2 ? CSP_ERR_INTERNAL : n <= 4 ? CSP_ERR_MEMORY : 0 + 0u);
+            EXPECT_EQ(generator.state == nullptr, n <= 2);
+            if (n > 2) {
+                EXPECT_EQ(generator.now() == Octets(20), result != 0);
+            }
+        });
+}
+
+TEST(Generator, OneShotCrypt) {
+    Generator generator;
+    Octets key = hex("0102030405");
+    Octets text(8);
+    const Bytestring given = view(key);
+    Bytestring out = view(text);
+    // The first stream of RFC 6229.
+    EXPECT_EQ(trng_crypt(&generator, 0, &given, &out, &out), 0u);
+    EXPECT_EQ(text, hex("B2396305F03DC027"));
+    EXPECT_EQ(trng_crypt(&generator, 7, &given, &out, &out), 0u);
+    EXPECT_EQ(text, Octets(8));
+}
+
+TEST(GeneratorThreads, ShareAContext) {
+    constexpr size_t threads = 8;
+    constexpr size_t requests = 60;
+    Generator generator(Octets(64, 3));
+    std::array<std::set<Octets>, threads> drawn;
+    std::vector<std::thread> running;
+    for (size_t t = 0; t < threads; ++t)
+        running.emplace_back([&generator, &mine = drawn[t], t] {
+            for (size_t i = 0; i < requests; ++i) {
+                mine.insert(generator.bytes(16));
+                Bytestring *state = nullptr;
+                if (t == 0) {
+                    EXPECT_EQ(CSP_RNG_get_state(&generator, &state), 0u);
+                }
+                Bytestring_free(state);
+                if (t == 1 && i % 10 == 0) {
+                    EXPECT_EQ(generator.seed(Octets(1 + i, static_cast<uint8_t>(i))), 0u);
+                }
+            }
+        });
+    for (std::thread &thread : running)
+        thread.join();
+    std::set<Octets> all;
+    for (std::set<Octets> &one : drawn)
+        all.merge(one);
+    EXPECT_EQ(all.size(), threads * requests) << "no two alike";
+}
+
+uint32_t end_thread(uint32_t, uint32_t, va_list) {
+    pthread_exit(nullptr);
+}
+
+TEST(GeneratorThreads, AThreadThatEndsInATraceGivesTheMutexBack) {
+    Generator generator(Octets(20, 1));
+    // Set up by hand: the start of a trace is traced too, and would end this thread.
+    log_flag = 32;
+    log_callback = end_thread;
+    pthread_t thread;
+    const auto run = [](void *context) -> void * {
+        // What was being made is lost.
+        if (__lsan_disable != nullptr)
+            __lsan_disable();
+        static_cast<Generator *>(context)->bytes(4);
+        return context;
+    };
+    ASSERT_EQ(pthread_create(&thread, nullptr, run, &generator), 0);
+    void *result = &thread;
+    EXPECT_EQ(pthread_join(thread, &result), 0);
+    mirel_log_terminate();
+    EXPECT_EQ(result, nullptr) << "it ended before it was done";
+    EXPECT_TRUE(generator.is_free());
+}
+
+TEST(GeneratorDeathTest, Assertions) {
+    Generator generator;
+    Octets octets(4);
+    Bytestring value = view(octets);
+    Bytestring *state = nullptr;
+    const auto text = [](const char *name) {
+        return std::string("Assertion `") + name + " != \\(\\(void \\*\\)0\\)' failed";
+    };
+    EXPECT_DEATH(CSP_RNG_set_state(nullptr, &value), text("ctx"));
+    EXPECT_DEATH(CSP_RNG_set_state(&generator, nullptr), text("state"));
+    EXPECT_DEATH(CSP_RNG_get_state(nullptr, &state), text("ctx"));
+    EXPECT_DEATH(CSP_RNG_get_state(&generator, nullptr), text("state"));
+    EXPECT_DEATH(CSP_RNG_get_state(&generator, &state), text("state")) << "not seeded";
+    EXPECT_DEATH(CSP_RNG_get_bytes(nullptr, &value), text("ctx"));
+    EXPECT_DEATH(CSP_RNG_get_bits(nullptr, octets.data(), 0, 0, 0), text("ctx"));
+    EXPECT_DEATH(trng_lock(nullptr), text("csp"));
+    EXPECT_DEATH(trng_unlock(nullptr), text("csp"));
+    EXPECT_DEATH(trng_crypt(nullptr, 0, &value, &value, &value), text("csp"));
+    EXPECT_DEATH(trng_crypt(&generator, 0, nullptr, &value, &value), text("key"));
+    EXPECT_DEATH(trng_crypt(&generator, 0, &value, nullptr, &value), text("input"));
+    EXPECT_DEATH(trng_crypt(&generator, 0, &value, &value, nullptr), text("output"));
+}
+
+}  // namespace
+
+extern "C" {
+time_t __real_time(time_t *result);
+time_t __wrap_time(time_t *result);
+time_t __wrap_time(time_t *result) {
+    return fixed_time != 0 ? fixed_time : __real_time(result);
+}
+}
