@@ -16,7 +16,7 @@ struct SymCase {
     uint32_t key_length;  ///< The usual one.
     uint32_t iv_length;   ///< One block, or 0 when there is none.
     bool (*takes_key)(uint32_t length);
-    const char *openssl;  ///< The cipher's name there.
+    const char *openssl;  ///< The cipher's name there; Debian builds it without IDEA.
 
     /// Octets in which text comes.
     [[nodiscard]] uint32_t unit() const {
@@ -32,7 +32,7 @@ constexpr SymCase sym_cases[] = {
     {"DesCbc", CSP_SYM_DES_CBC, 8, 8, [](uint32_t length) { return length >= 8; }, "DES-CBC"},
     {"Des3Ecb", CSP_SYM_DES3_ECB, 24, 0, [](uint32_t length) { return length >= 24; }, "DES-EDE3-ECB"},
     {"Des3Cbc", CSP_SYM_DES3_CBC, 24, 8, [](uint32_t length) { return length >= 24; }, "DES-EDE3-CBC"},
-    {"IdeaCbc", CSP_SYM_IDEA_CBC, 16, 8, [](uint32_t length) { return length >= 16; }, "IDEA-CBC"},
+    {"IdeaCbc", CSP_SYM_IDEA_CBC, 16, 8, [](uint32_t length) { return length >= 16; }, nullptr},
     {"AesCbc", CSP_SYM_AES_CBC, 16, 16, [](uint32_t length) { return length == 16 || length == 24 || length == 32; },
      "AES-128-CBC"},
 };
