@@ -2,7 +2,7 @@
 // top; a round is four table look-ups for each column.
 #include <array>
 #include <bit>
-#include <cstring>
+#include <utility>
 
 #include "csp/mf.h"
 #include "csp/words.h"
@@ -126,38 +126,61 @@ void invert_keys(AesContext *context, uint32_t columns) {
     }
 }
 
-/// The column that an octet comes from: as far ahead (to encipher) or behind (to decipher) as its row is shifted, by 1,
-/// 2 and 3, or 1, 3 and 4 in the greatest block.
+/// The state of a block of `Columns` columns. The steps are spelled out for each column when they are compiled, so that
+/// the columns stay in registers.
 template <uint32_t Columns, bool Decipher>
-constexpr uint32_t source(uint32_t column, uint32_t row) {
-    const uint32_t shift = Columns == 8 && row > 1 ? row + 1 : row;
-    return (column + (Decipher ? Columns - shift : shift)) % Columns;
-}
+class State {
+  public:
+    State(const uint8_t *in, const uint32_t *key) : State(in, key, Indexes()) {}
+    void mix(const uint32_t *key) {
+        mix(key, Indexes());
+    }
+    /// The last round, which does not mix.
+    void finish(const uint32_t *key, uint8_t *out) const {
+        for (uint32_t i = 0; i < Columns; ++i) {
+            uint32_t word = 0;
+            for (uint32_t row = 0; row < 4; ++row)
+                word = word << 8 | last_box[octet(source(i, row), row)];
+            store_big32(out + size_t{4} * i, word ^ key[i]);
+        }
+    }
 
-/// One block.
+  private:
+    using Indexes = std::make_integer_sequence<uint32_t, Columns>;
+    static constexpr const RoundTables &tables = Decipher ? decipher_tables : encipher_tables;
+    static constexpr const Box &last_box = Decipher ? inverse_box : box;
+
+    template <uint32_t... I>
+    State(const uint8_t *in, const uint32_t *key, std::integer_sequence<uint32_t, I...> /*unused*/)
+        : columns_{(load_big32(in + size_t{4} * I) ^ key[I])...} {}
+    template <uint32_t... I>
+    void mix(const uint32_t *key, std::integer_sequence<uint32_t, I...> /*unused*/) {
+        const uint32_t next[] = {(mixed(I) ^ key[I])...};
+        ((columns_[I] = next[I]), ...);
+    }
+
+    /// The column that an octet of a row comes from: as far ahead (to encipher) or behind (to decipher) as the row is
+    /// shifted, by 1, 2 and 3, or 1, 3 and 4 in the greatest block.
+    [[nodiscard]] uint32_t source(uint32_t column, uint32_t row) const {
+        const uint32_t shift = Columns == 8 && row > 1 ? row + 1 : row;
+        return columns_[(column + (Decipher ? Columns - shift : shift)) % Columns];
+    }
+    [[nodiscard]] uint32_t mixed(uint32_t column) const {
+        return tables[0][octet(source(column, 0), 0)] ^ tables[1][octet(source(column, 1), 1)] ^
+               tables[2][octet(source(column, 2), 2)] ^ tables[3][octet(source(column, 3), 3)];
+    }
+
+    uint32_t columns_[Columns];
+};
+
 template <uint32_t Columns, bool Decipher>
 void turn(const AesContext *context, const uint8_t *in, uint8_t *out) {
-    constexpr RoundTables const &tables = Decipher ? decipher_tables : encipher_tables;
-    constexpr Box const &last_box = Decipher ? inverse_box : box;
     const uint32_t *key = context->keys[Decipher ? 1 : 0];
-    uint32_t state[Columns];
-    for (uint32_t i = 0; i < Columns; ++i)
-        state[i] = load_big32(in + size_t{4} * i) ^ *key++;
-    for (uint32_t round = 1; round < context->rounds; ++round) {
-        uint32_t next[Columns];
-        for (uint32_t i = 0; i < Columns; ++i)
-            next[i] = tables[0][octet(state[source<Columns, Decipher>(i, 0)], 0)] ^
-                      tables[1][octet(state[source<Columns, Decipher>(i, 1)], 1)] ^
-                      tables[2][octet(state[source<Columns, Decipher>(i, 2)], 2)] ^
-                      tables[3][octet(state[source<Columns, Decipher>(i, 3)], 3)] ^ *key++;
-        std::memcpy(state, next, sizeof state);
-    }
-    for (uint32_t i = 0; i < Columns; ++i) {
-        uint32_t word = 0;
-        for (uint32_t row = 0; row < 4; ++row)
-            word = word << 8 | last_box[octet(state[source<Columns, Decipher>(i, row)], row)];
-        store_big32(out + size_t{4} * i, word ^ *key++);
-    }
+    const uint32_t *const last = key + size_t{context->rounds} * Columns;
+    State<Columns, Decipher> state(in, key);
+    for (key += Columns; key != last; key += Columns)
+        state.mix(key);
+    state.finish(last, out);
 }
 
 bool is_size(uint32_t bits) {

@@ -75,7 +75,13 @@ uint32_t start(SymCipherSession *session, const SymCipherSpec *spec, const Bytes
     return 0;
 }
 
-/// `length` is a multiple of 8.
+// Blocks are multiples of eight octets, which are quicker moved as words than by a call for so few.
+
+void copy(uint8_t *target, const uint8_t *source, uint32_t length) {
+    for (uint32_t at = 0; at < length; at += 8)
+        std::memcpy(target + at, source + at, 8);
+}
+
 void exclusive_or(uint8_t *target, const uint8_t *source, uint32_t length) {
     for (uint32_t at = 0; at < length; at += 8) {
         uint64_t a = 0;
@@ -93,11 +99,11 @@ bool encipher_block(SymCipherSession *session, const SymCipherSpec *spec, const 
     if (spec->mode == SYM_MODE_CBC)
         exclusive_or(session->chain, in, length);
     else
-        std::memcpy(session->chain, in, length);
+        copy(session->chain, in, length);
     if (spec->turn(session->chain, out, encipher, session->key) != 0)
         return false;
     if (spec->mode == SYM_MODE_CBC)
-        std::memcpy(session->chain, out, length);
+        copy(session->chain, out, length);
     return true;
 }
 
@@ -108,7 +114,7 @@ bool decipher_block(SymCipherSession *session, const SymCipherSpec *spec, const 
         return false;
     if (spec->mode == SYM_MODE_CBC) {
         exclusive_or(out, session->chain, length);
-        std::memcpy(session->chain, in, length);
+        copy(session->chain, in, length);
     }
     return true;
 }
