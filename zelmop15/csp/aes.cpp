@@ -137,12 +137,7 @@ class State {
     }
     /// The last round, which does not mix.
     void finish(const uint32_t *key, uint8_t *out) const {
-        for (uint32_t i = 0; i < Columns; ++i) {
-            uint32_t word = 0;
-            for (uint32_t row = 0; row < 4; ++row)
-                word = word << 8 | last_box[octet(source(i, row), row)];
-            store_big32(out + size_t{4} * i, word ^ key[i]);
-        }
+        finish(key, out, Indexes());
     }
 
   private:
@@ -151,12 +146,18 @@ class State {
     static constexpr const Box &last_box = Decipher ? inverse_box : box;
 
     template <uint32_t... I>
-    State(const uint8_t *in, const uint32_t *key, std::integer_sequence<uint32_t, I...> /*unused*/)
-        : columns_{(load_big32(in + size_t{4} * I) ^ key[I])...} {}
+    State(const uint8_t *in, const uint32_t *key, std::integer_sequence<uint32_t, I...> /*unused*/) {
+        ((columns_[I] = load_big32(in + size_t{4} * I) ^ key[I]), ...);
+    }
     template <uint32_t... I>
     void mix(const uint32_t *key, std::integer_sequence<uint32_t, I...> /*unused*/) {
         const uint32_t next[] = {(mixed(I) ^ key[I])...};
         ((columns_[I] = next[I]), ...);
+    }
+
+    template <uint32_t... I>
+    void finish(const uint32_t *key, uint8_t *out, std::integer_sequence<uint32_t, I...> /*unused*/) const {
+        (store_big32(out + size_t{4} * I, substituted(I) ^ key[I]), ...);
     }
 
     /// The column that an octet of a row comes from: as far ahead (to encipher) or behind (to decipher) as the row is
@@ -168,6 +169,12 @@ class State {
     [[nodiscard]] uint32_t mixed(uint32_t column) const {
         return tables[0][octet(source(column, 0), 0)] ^ tables[1][octet(source(column, 1), 1)] ^
                tables[2][octet(source(column, 2), 2)] ^ tables[3][octet(source(column, 3), 3)];
+    }
+
+    [[nodiscard]] uint32_t substituted(uint32_t column) const {
+        return uint32_t{last_box[octet(source(column, 0), 0)]} << 24 |
+               uint32_t{last_box[octet(source(column, 1), 1)]} << 16 |
+               uint32_t{last_box[octet(source(column, 2), 2)]} << 8 | last_box[octet(source(column, 3), 3)];
     }
 
     uint32_t columns_[Columns];

@@ -17,6 +17,15 @@ constexpr void store_big32(uint8_t *octets, uint32_t word) {
     octets[3] = static_cast<uint8_t>(word);
 }
 
+constexpr uint64_t load_big64(const uint8_t *octets) {
+    return uint64_t{load_big32(octets)} << 32 | load_big32(octets + 4);
+}
+
+constexpr void store_big64(uint8_t *octets, uint64_t word) {
+    store_big32(octets, static_cast<uint32_t>(word >> 32));
+    store_big32(octets + 4, static_cast<uint32_t>(word));
+}
+
 constexpr uint32_t load_big16(const uint8_t *octets) {
     return uint32_t{octets[0]} << 8 | uint32_t{octets[1]};
 }
