@@ -63,7 +63,7 @@ uint32_t mf_arcfour(const uint8_t *in, uint32_t length, uint8_t *out, uint32_t /
     Stream stream(static_cast<ArcfourSchedule *>(schedule));
     // Eight octets in one go are a fifth quicker.
     for (; length >= 8; length -= 8, in += 8, out += 8) {
-        uint64_t text = csp::load_big64(in);
+        const uint64_t text = csp::load_big64(in);
         uint64_t keys = 0;
         for (int i = 0; i < 8; ++i)
             keys = keys << 8 | stream.next();
