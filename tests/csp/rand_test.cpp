@@ -1,64 +1,20 @@
 // The random generator, recomputed from its state by openssl.
-#include <array>
 #include <gtest/gtest.h>
+#include <memory>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
-#include <set>
-#include <thread>
 
-#include "csp/csp.h"
 #include "csp/csp_rand.h"
-#include "runtime/log.h"
+#include "rand_case.h"
 #include "support/alloc_fault.h"
-#include "support/octets.h"
 #include "support/seeded.h"
-
-// The leak sanitizer's, where it is there.
-extern "C" void __lsan_disable() __attribute__((weak));
 
 namespace {
 
+using namespace zelmo_test;
+
 /// The time in the generator's eyes; 0 for the true one.
 time_t fixed_time = 0;
-
-Bytestring view(Octets &octets) {
-    return {static_cast<uint32_t>(octets.size()), octets.data()};
-}
-
-struct Generator : CspContext {
-    Generator() : CspContext{nullptr, PTHREAD_MUTEX_INITIALIZER} {}
-    explicit Generator(const Octets &seed) : Generator() {
-        EXPECT_EQ(this->seed(seed), 0u);
-    }
-    /// One with the same state.
-    Generator(const Generator &other) : Generator() {
-        state = Bytestring_clone(other.state);
-    }
-    Generator &operator=(const Generator &) = delete;
-    ~Generator() {
-        Bytestring_free(state);
-    }
-    uint32_t seed(Octets octets) {
-        const Bytestring given = view(octets);
-        return CSP_RNG_set_state(this, &given);
-    }
-    Octets bytes(size_t count) {
-        Octets octets(count);
-        Bytestring out = view(octets);
-        EXPECT_EQ(CSP_RNG_get_bytes(this, &out), 0u);
-        return octets;
-    }
-    [[nodiscard]] Octets now() const {
-        return {state->data, state->data + state->len};
-    }
-    /// Whether the mutex is free.
-    bool is_free() {
-        if (pthread_mutex_trylock(&lock) != 0)
-            return false;
-        pthread_mutex_unlock(&lock);
-        return true;
-    }
-};
 
 Octets hmac_sha1(const Octets &key, const Octets &text) {
     Octets digest(20);
@@ -97,7 +53,7 @@ std::pair<Octets, Octets> predicted(const Octets &state, size_t count) {
 }
 
 TEST(Generator, OutputAndStateAreWhatTheStateTells) {
-    zelmo_test::Seeded random;
+    Seeded random;
     for (const size_t seed_length : {0u, 1u, 19u, 20u, 64u, 65u, 255u, 256u, 257u, 300u}) {
         Generator generator(random.octets(seed_length));
         ASSERT_EQ(generator.now().size(), seed_length);
@@ -272,59 +228,6 @@ TEST(Generator, OneShotCrypt) {
     EXPECT_EQ(text, hex("B2396305F03DC027"));
     EXPECT_EQ(trng_crypt(&generator, 7, &given, &out, &out), 0u);
     EXPECT_EQ(text, Octets(8));
-}
-
-TEST(GeneratorThreads, ShareAContext) {
-    constexpr size_t threads = 8;
-    constexpr size_t requests = 60;
-    Generator generator(Octets(64, 3));
-    std::array<std::set<Octets>, threads> drawn;
-    std::vector<std::thread> running;
-    for (size_t t = 0; t < threads; ++t)
-        running.emplace_back([&generator, &mine = drawn[t], t] {
-            for (size_t i = 0; i < requests; ++i) {
-                mine.insert(generator.bytes(16));
-                Bytestring *state = nullptr;
-                if (t == 0) {
-                    EXPECT_EQ(CSP_RNG_get_state(&generator, &state), 0u);
-                }
-                Bytestring_free(state);
-                if (t == 1 && i % 10 == 0) {
-                    EXPECT_EQ(generator.seed(Octets(1 + i, static_cast<uint8_t>(i))), 0u);
-                }
-            }
-        });
-    for (std::thread &thread : running)
-        thread.join();
-    std::set<Octets> all;
-    for (std::set<Octets> &one : drawn)
-        all.merge(one);
-    EXPECT_EQ(all.size(), threads * requests) << "no two alike";
-}
-
-uint32_t end_thread(uint32_t, uint32_t, va_list) {
-    pthread_exit(nullptr);
-}
-
-TEST(GeneratorThreads, AThreadThatEndsInATraceGivesTheMutexBack) {
-    Generator generator(Octets(20, 1));
-    // Set up by hand: the start of a trace is traced too, and would end this thread.
-    log_flag = 32;
-    log_callback = end_thread;
-    pthread_t thread;
-    const auto run = [](void *context) -> void * {
-        // What was being made is lost.
-        if (__lsan_disable != nullptr)
-            __lsan_disable();
-        static_cast<Generator *>(context)->bytes(4);
-        return context;
-    };
-    ASSERT_EQ(pthread_create(&thread, nullptr, run, &generator), 0);
-    void *result = &thread;
-    EXPECT_EQ(pthread_join(thread, &result), 0);
-    mirel_log_terminate();
-    EXPECT_EQ(result, nullptr) << "it ended before it was done";
-    EXPECT_TRUE(generator.is_free());
 }
 
 TEST(GeneratorDeathTest, Assertions) {
