@@ -2,7 +2,6 @@
 #include <benchmark/benchmark.h>
 #include <botan/cipher_mode.h>
 #include <cstdio>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "csp/csp.h"
+#include "medians.h"
 
 namespace {
 
@@ -156,29 +156,13 @@ void run(benchmark::State &state, const Row &row, Maker maker, bool decipher) {
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text_size));
 }
 
-/// Prints as usual and keeps the medians, or the times where there are none, for the ratios.
-class Keeper : public benchmark::ConsoleReporter {
-  public:
-    Keeper() : ConsoleReporter(OO_Tabular) {}
-
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.run_type == Run::RT_Iteration ? run.repetitions <= 1 : run.aggregate_name == "median")
-                times_[run.run_name.function_name] = run.GetAdjustedCPUTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void print_ratio(const std::string &task, const Row &row) const {
-        const auto ours = times_.find(task + "/zelmop15");
-        const auto theirs = times_.find(task + "/" + row.peer_name);
-        if (ours == times_.end() || theirs == times_.end())
-            return;
-        std::printf("%-20s %6.0f MB/s, %.2f times as fast as %s (target %.2f)\n", task.c_str(),
-                    1e3 * text_size / ours->second, theirs->second / ours->second, row.peer_name, row.target);
-    }
-
-  private:
-    std::map<std::string, double> times_;  ///< In nanoseconds.
-};
+void print_ratio(const bench::Medians &medians, const std::string &task, const Row &row) {
+    const double ours = medians.of(task + "/zelmop15");
+    const double theirs = medians.of(task + "/" + row.peer_name);
+    if (ours != 0 && theirs != 0)
+        std::printf("%-20s %6.0f MB/s, %.2f times as fast as %s at %.0f MB/s (target %.2f)\n", task.c_str(),
+                    1e3 * text_size / ours, theirs / ours, row.peer_name, 1e3 * text_size / theirs, row.target);
+}
 
 }  // namespace
 
@@ -190,10 +174,9 @@ int main(int argc, char **argv) {
             benchmark::RegisterBenchmark((task + "/zelmop15").c_str(), run, row, make<Ours>, decipher);
             benchmark::RegisterBenchmark((task + "/" + row.peer_name).c_str(), run, row, row.peer, decipher);
         }
-    benchmark::Initialize(&argc, argv);
-    Keeper keeper;
-    benchmark::RunSpecifiedBenchmarks(&keeper);
+    bench::Medians medians;
+    medians.run(argc, argv);
     for (const Row &row : rows)
         for (const char *direction : directions)
-            keeper.print_ratio(std::string(row.name) + direction, row);
+            print_ratio(medians, std::string(row.name) + direction, row);
 }
