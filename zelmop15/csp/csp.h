@@ -118,7 +118,7 @@ uint32_t CSP_PRF(CspContext *ctx, const Bytestring *secret, const Bytestring *la
 uint32_t CSP_RNG_set_state(CspContext *ctx, const Bytestring *seed);
 /// Copy of the state, to carry it over; it replays nothing. Asserts that there is one.
 uint32_t CSP_RNG_get_state(CspContext *ctx, Bytestring **state);
-/// Fills `out->len` octets. CSP_ERR_ENTROPY without a seed.
+/// Fills `out->len` octets. CSP_ERR_ENTROPY without a seed; CSP_ERR_MEMORY also when the mutex fails.
 uint32_t CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out);
 /// Fills (bits + 7) / 8 octets with a number of `bits` bits at their end. `top` -1 leaves its top bits as drawn, 0 sets
 /// the top bit, anything else the two top bits; a `bottom` other than 0 makes it odd. 0 bits does nothing.
@@ -136,8 +136,9 @@ struct SymCipherSession {
 };
 
 /// Starts a cipher. The initial value must have one block in the CBC modes and is not looked at elsewhere. `*session`
-/// is left alone on failure. Key lengths are the caller's: RC2 1 to 128 octets, arcfour 1 to 255, DES 8, triple DES 24,
-/// IDEA 16; only AES tests for 16, 24 or 32 (CSP_ERR_MEMORY).
+/// is left alone on failure. Key lengths are the caller's: RC2 1 to 128 octets, arcfour 1 to 255, of both the low octet
+/// of the length counts; DES 8, triple DES 24, IDEA 16, of longer keys the first ones; AES 16, 24 or 32. A key that
+/// does not do is CSP_ERR_MEMORY, as is every failure to set up a cipher.
 uint32_t CSP_sym_init(CspContext *ctx, uint32_t alg, const Bytestring *key, const Bytestring *iv,
                       SymCipherSession **session);
 /// Enciphers whole blocks (any length for arcfour) into `out`, of the same length. `out` may be `in`.

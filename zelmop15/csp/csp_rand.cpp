@@ -51,12 +51,9 @@ void make_throw_away_key(uint8_t (&key)[24]) {
 
 uint32_t expand(CspContext *ctx, Expansion *expansion) {
     uint8_t text[] = {'e', 'n', 't', 'r', 'o', 'p', 'y', ' ', 'u', 'p', 'd', 'a', 't', 'e'};
-    uint8_t octets[sizeof(Expansion)] = {};
     const Bytestring label = {sizeof text, text};
-    Bytestring block = {sizeof octets, octets};
-    const uint32_t failure = P_hash(ctx, CSP_ALG_SHA1, ctx->state, &label, &block);
-    std::memcpy(expansion, octets, sizeof octets);
-    return failure;
+    Bytestring block = {sizeof *expansion, reinterpret_cast<uint8_t *>(expansion)};
+    return P_hash(ctx, CSP_ALG_SHA1, ctx->state, &label, &block);
 }
 
 /// AES in output feedback. Only the first octet of each block is given out, on purpose.

@@ -69,7 +69,7 @@ uint32_t start(SymCipherSession *session, const SymCipherSpec *spec, const Bytes
             return CSP_ERR_PARAM;
         std::memcpy(session->chain, iv->data, iv->len);
     }
-    // Which lengths a cipher takes is the caller's to know, but nothing is read behind the end of a key.
+    // Which lengths a cipher takes is the caller's to know, but nothing is read beyond the end of a key.
     if (key->len < spec->least_key || spec->setup(key, iv, &session->key) != 0)
         return CSP_ERR_MEMORY;
     return 0;

@@ -113,7 +113,7 @@ inline void exchange(uint32_t &a, uint32_t &b, int shift, uint32_t mask) {
     a ^= difference << shift;
 }
 
-/// IP, as five exchanges of ever other squares of bits.
+/// IP, as five exchanges of bits between the halves.
 inline Halves initial_permutation(const uint8_t *in) {
     uint32_t left = load_big32(in);
     uint32_t right = load_big32(in + 4);

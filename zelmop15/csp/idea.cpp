@@ -24,11 +24,11 @@ constexpr uint16_t low(uint32_t word) {
 /// 2^16 is -1 here: a product of high * 2^16 + low is low - high; and a factor of 2^16 makes the other negative.
 constexpr uint16_t multiply(uint32_t a, uint32_t b) {
     const uint32_t product = a * b;
-    if (product == 0)
+    if (product == 0) [[unlikely]]
         return low(1 - a - b);
-    const uint32_t lower = product & 0xFFFF;
-    const uint32_t upper = product >> 16;
-    return low(lower - upper + (lower < upper ? 1 : 0));
+    const uint32_t difference = (product & 0xFFFF) - (product >> 16);
+    // Below 0 its upper half is -1, and 2^16 + 1 is due.
+    return low(difference - (difference >> 16));
 }
 
 /// The power of 2^16 - 1, which is the inverse, as 2^16 + 1 is prime.

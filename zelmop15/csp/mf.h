@@ -40,11 +40,12 @@ extern const uint32_t mf_md2ContextSize, mf_md5ContextSize, mf_shaContextSize, m
 // A schedule serves both directions: 0 enciphers, 1 deciphers. `in` and `out` may be the same. The turning functions
 // return 0.
 
-/// RC2 (RFC 2268) with `length` octets of key, 1 to 128, all of them effective.
+/// RC2 (RFC 2268) with `length` octets of key, 1 to 128, all of them effective. CSP_ERR_PARAM for another length.
 uint32_t mf_rc2init(const uint8_t *key, uint8_t length, void **schedule);
 uint32_t mf_rc2(const uint8_t *in, uint8_t *out, uint32_t direction, const void *schedule);
 
-/// arcfour with `length` octets of key, 1 to 255. A run goes on where the one before it ended; direction is the same.
+/// arcfour with `length` octets of key, 1 to 255; CSP_ERR_PARAM for 0. A run goes on where the one before it ended;
+/// direction has no effect.
 uint32_t mf_arcfourinit(const uint8_t *key, uint8_t length, void **schedule);
 uint32_t mf_arcfour(const uint8_t *in, uint32_t length, uint8_t *out, uint32_t direction, void *schedule);
 
