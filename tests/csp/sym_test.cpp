@@ -182,6 +182,10 @@ TEST(Sym, UnknownIdentifiersAndMissingKeys) {
     for (const uint32_t alg : {0u, 259u, UINT32_MAX})
         EXPECT_EQ(CSP_sym_init(&context, alg, &given, &given, &made), CSP_ERR_PARAM) << alg;
     EXPECT_EQ(CSP_sym_init(&context, CSP_SYM_ARCFOUR, nullptr, nullptr, &made), CSP_ERR_PARAM);
+    // Of so many octets the count of bits wraps to 128.
+    const Bytestring huge = {0x20000010, given.data};
+    const Bytestring iv = {16, given.data};
+    EXPECT_EQ(CSP_sym_init(&context, CSP_SYM_AES_CBC, &huge, &iv, &made), CSP_ERR_MEMORY);
     EXPECT_EQ(made, &untouched);
     Octets text(8);
     Bytestring block = view(text);
