@@ -3,7 +3,6 @@
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <string>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "csp/csp.h"
+#include "medians.h"
 
 namespace {
 
@@ -59,26 +59,12 @@ void time_digest(benchmark::State &state, const Subject &subject) {
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text.size()));
 }
 
-/// Prints as usual and keeps the medians, for the ratios.
-class Medians : public benchmark::ConsoleReporter {
-  public:
-    Medians() : ConsoleReporter(OO_Tabular) {}
-
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &run : runs)
-            if (run.aggregate_name == "median")
-                times_[run.run_name.function_name] = run.GetAdjustedCPUTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    void print_ratio(const std::string &task, const char *peer) const {
-        const auto ours = times_.find(task + "/zelmop15"), theirs = times_.find(task + "/" + peer);
-        if (ours != times_.end() && theirs != times_.end())
-            std::printf("%s: %.2f times as fast as %s\n", task.c_str(), theirs->second / ours->second, peer);
-    }
-
-  private:
-    std::map<std::string, double> times_;
-};
+void print_ratio(const bench::Medians &medians, const std::string &task, const char *peer) {
+    const double ours = medians.of(task + "/zelmop15");
+    const double theirs = medians.of(task + "/" + peer);
+    if (ours != 0 && theirs != 0)
+        std::printf("%s: %.2f times as fast as %s\n", task.c_str(), theirs / ours, peer);
+}
 
 }  // namespace
 
@@ -102,16 +88,9 @@ int main(int argc, char **argv) {
         if (subject.openssl != nullptr)
             enter("openssl", time_digest<digest_openssl>);
     }
-    std::vector<char *> arguments(argv, argv + argc);
-    std::string defaults[] = {"--benchmark_repetitions=9", "--benchmark_enable_random_interleaving=true",
-                              "--benchmark_report_aggregates_only=true"};
-    for (std::string &option : defaults)
-        arguments.insert(arguments.begin() + 1, option.data());
-    auto count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    Medians medians;
-    benchmark::RunSpecifiedBenchmarks(&medians);
+    bench::Medians medians;
+    medians.run(argc, argv);
     for (const Subject &subject : subjects)
         for (const char *peer : {"libtomcrypt", "openssl"})
-            medians.print_ratio(subject.name, peer);
+            print_ratio(medians, subject.name, peer);
 }

@@ -10,22 +10,20 @@
 #include <iterator>
 
 #include "csp/csp.h"
+#include "csp/words.h"
 #include "runtime/owned.h"
 
 namespace csp {
 
+/// A word in the order of octets that a function has.
 template <std::endian Order>
-uint32_t load_word(const uint8_t *from) {
-    if constexpr (Order == std::endian::big)
-        return uint32_t{from[0]} << 24 | uint32_t{from[1]} << 16 | uint32_t{from[2]} << 8 | from[3];
-    else
-        return uint32_t{from[3]} << 24 | uint32_t{from[2]} << 16 | uint32_t{from[1]} << 8 | from[0];
+constexpr uint32_t load_word(const uint8_t *octets) {
+    return Order == std::endian::big ? load_big32(octets) : load_little32(octets);
 }
 
 template <std::endian Order>
-void store_word(uint32_t word, uint8_t *to) {
-    for (uint32_t i = 0; i < 4; ++i)
-        to[i] = static_cast<uint8_t>(word >> (Order == std::endian::big ? 24 - 8 * i : 8 * i));
+constexpr void store_word(uint8_t *octets, uint32_t word) {
+    Order == std::endian::big ? store_big32(octets, word) : store_little32(octets, word);
 }
 
 /// A hash function that is given as its starting words `start`, its `order` of octets, and `compress(words, block)`.
@@ -70,12 +68,12 @@ class Stream {
         auto &stream = *static_cast<Context *>(context);
         uint8_t bits[8];
         for (size_t i = 0; i < 2; ++i)
-            store_word<Function::order>(stream.bits[Function::order == std::endian::big ? 1 - i : i], bits + 4 * i);
+            store_word<Function::order>(bits + 4 * i, stream.bits[Function::order == std::endian::big ? 1 - i : i]);
         // One octet at least, and as many as leave room for the count at the end of a block.
         update(context, padding, static_cast<uint32_t>((119 - stream.filled()) % block_size + 1));
         update(context, bits, sizeof bits);
         for (const uint32_t word : stream.words) {
-            store_word<Function::order>(word, digest);
+            store_word<Function::order>(digest, word);
             digest += 4;
         }
         explicit_bzero(context, sizeof(Context));

@@ -17,6 +17,17 @@ constexpr void store_big32(uint8_t *octets, uint32_t word) {
     octets[3] = static_cast<uint8_t>(word);
 }
 
+constexpr uint32_t load_little32(const uint8_t *octets) {
+    return uint32_t{octets[3]} << 24 | uint32_t{octets[2]} << 16 | uint32_t{octets[1]} << 8 | uint32_t{octets[0]};
+}
+
+constexpr void store_little32(uint8_t *octets, uint32_t word) {
+    octets[0] = static_cast<uint8_t>(word);
+    octets[1] = static_cast<uint8_t>(word >> 8);
+    octets[2] = static_cast<uint8_t>(word >> 16);
+    octets[3] = static_cast<uint8_t>(word >> 24);
+}
+
 constexpr uint64_t load_big64(const uint8_t *octets) {
     return uint64_t{load_big32(octets)} << 32 | load_big32(octets + 4);
 }
