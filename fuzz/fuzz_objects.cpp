@@ -1,4 +1,6 @@
-// The objects of directory files, their type attributes, and the entries of the object directory.
+// The objects of directory files, their type attributes, the entries of the object directory, and keys.
+#include "asn1/asn1_dsa.h"
+#include "asn1/asn1_pkcs1.h"
 #include "codec.h"
 
 // A generic secret key is written with the octet 30 and read with B0.

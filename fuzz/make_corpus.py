@@ -27,7 +27,7 @@ def rows(name):
 
 
 def golden():
-    for name in ("golden.txt", "golden-refused.txt"):
+    for name in ("golden.txt", "golden-keys.txt", "golden-refused.txt"):
         for block in (DATA / name).read_text().split("\n\n"):
             fields = dict(line.split(" = ", 1) for line in block.splitlines() if " = " in line and line[0] != "#")
             if fields:

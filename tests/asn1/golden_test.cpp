@@ -42,7 +42,7 @@ struct Vector {
     std::string hex, written, comment;
 };
 
-std::vector<Vector> read_vectors(const std::string &file = "golden.txt") {
+std::vector<Vector> read_vectors(const std::string &file) {
     std::vector<Vector> vectors;
     for (Block &block : read_blocks(ZELMO_SOURCE_DIR "/tests/data/" + file)) {
         Vector v;
@@ -56,6 +56,13 @@ std::vector<Vector> read_vectors(const std::string &file = "golden.txt") {
         if (v.type != nullptr)
             vectors.push_back(std::move(v));
     }
+    return vectors;
+}
+
+std::vector<Vector> read_vectors() {
+    std::vector<Vector> vectors = read_vectors("golden.txt");
+    for (Vector &v : read_vectors("golden-keys.txt"))
+        vectors.push_back(std::move(v));
     return vectors;
 }
 

@@ -1,5 +1,8 @@
 #include "asn1/record_table.h"
 
+#include "asn1/asn1_dsa.h"
+#include "asn1/asn1_pkcs1.h"
+
 namespace {
 
 template <class T, auto New, auto E, auto D, auto Free, auto Clone = nullptr>
@@ -64,6 +67,12 @@ constexpr RecordType table[] = {
     PLAIN(GenericSecretKeyAttributes),
     PLAIN(PublicRSAKeyAttributes),
     PLAIN(PrivateRSAKeyAttributes),
+    CLONED(AlgId),
+    CLONED(DigestInfo),
+    CLONED(RSAPublicKey),
+    CLONED(RSAPrivateKey),
+    CLONED(DssParms),
+    CLONED(DssSigValue),
     row<Opaque, asn1_ObjectValue_new, asn1_Opaque_e, asn1_Opaque_d, asn1_Opaque_free>("Opaque"),
 };
 

@@ -105,6 +105,22 @@ TEST(Trace, RecordsKeepTheirLevelAndListsDeepenIt) {
                   std::string(39, ' ') +
                   "...\n"
                   "|}\n");
+    // The records outside PKCS#15 indent their fields and close.
+    const RecordType *key = find_record_type("RSAPublicKey");
+    const RecordType *digest = find_record_type("DigestInfo");
+    const auto traced_key = [](const RecordType *record, const char *hex, uint16_t level) {
+        return traced([&] {
+            const Input input(hex);
+            void *value = nullptr;
+            record->d(input.begin(), input.end(), 0, &value, level);
+            record->free(value);
+        });
+    };
+    EXPECT_EQ(traced_key(key, "3006 020105 020103", 1), "|SEQUENCE {\n|. INTEGER\n|.  5\n|. INTEGER\n|.  3\n|}\n");
+    EXPECT_EQ(traced_key(key, "3006 020105 020103", 0), "");
+    EXPECT_EQ(traced_key(key, "3003 020105", 1), "|SEQUENCE {\n|. INTEGER\n|.  5\n");
+    EXPECT_EQ(traced_key(digest, "3007 3003 06012A 0400", 1),
+              "|SEQUENCE {\n|. SEQUENCE {\n|. . OBJECT IDENTIFIER \n|. .   1.2\n|. }\n|. OCTETSTRING\n|}\n");
     const RecordType *condition = find_record_type("SecurityCondition");
     EXPECT_EQ(traced([&] {
                   const Input input("A1 03 04 01 41");

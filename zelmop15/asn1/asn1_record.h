@@ -216,6 +216,15 @@ struct Optional : PointerField<Member, C, Octet> {
     }
 };
 
+/// A member that is there when anything at all is left of the record, whatever its first octet.
+template <auto Member, class C>
+struct OptionalRest : Optional<Member, C, C::octet> {
+    using Field = PointerField<Member, C, C::octet>;
+    static bool decode(const uint8_t *&z, const uint8_t *limit, typename Field::R &record, uint16_t level) {
+        return remaining(z, limit) == 0 || Field::take(z, limit, record, level);
+    }
+};
+
 /// A CHOICE member that is there when the next octet begins one of two alternatives.
 template <auto Member, class C, uint8_t Octet, uint8_t Other>
 struct OptionalEither : Optional<Member, C, C::octet> {
@@ -371,9 +380,11 @@ inline const uint8_t *decode_header(const uint8_t *z, const uint8_t *end, uint8_
     return z;
 }
 
-/// Decodes a SEQUENCE. What follows the last known field inside it is neither skipped nor refused.
+/// Decodes a SEQUENCE whose fields are traced at `field_level`. What follows the last known field inside it is neither
+/// skipped nor refused.
 template <class R>
-const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, R **record, uint16_t level) {
+const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, R **record, uint16_t level,
+                             uint16_t field_level) {
     const uint8_t *limit = nullptr;
     z = decode_header(z, end, impl_tag, limit, level);
     if (z == nullptr)
@@ -382,14 +393,30 @@ const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_
     OwnedRecord<R> value(allocate<R>());
     if (value == nullptr)
         return nullptr;
-    z = Schema<R>::fields::decode_fields(z, limit, *value, level);
+    z = Schema<R>::fields::decode_fields(z, limit, *value, field_level);
     if (z != nullptr)
         *record = value.release();
     return z;
 }
 
+/// The PKCS#15 records trace their fields at their own level.
+template <class R>
+const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, R **record, uint16_t level) {
+    return decode_record(z, end, impl_tag, record, level, level);
+}
+
+/// All other records trace them one level deeper, and close with a brace.
+template <class R>
+const uint8_t *decode_nested_record(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, R **record,
+                                    uint16_t level) {
+    z = decode_record(z, end, impl_tag, record, level, static_cast<uint16_t>(level != 0 ? level + 1 : 0));
+    if (z != nullptr)
+        asn1_LogMessage(level, "}\n");
+    return z;
+}
+
 /// Defines new, free, encode and decode of a record from its schema, with C linkage.
-#define ASN1_RECORD(T)                                                                                        \
+#define ASN1_RECORD_DECODED_BY(T, decode)                                                                     \
     extern "C" T *asn1_##T##_new(void) {                                                                      \
         return allocate<T>();                                                                                 \
     }                                                                                                         \
@@ -401,8 +428,16 @@ const uint8_t *decode_record(const uint8_t *z, const uint8_t *end, uint8_t impl_
     }                                                                                                         \
     extern "C" const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, \
                                            uint16_t level) {                                                  \
-        return asn1::decode_record(z, end, impl_tag, value, level);                                           \
+        return decode(z, end, impl_tag, value, level);                                                        \
     }
+
+/// The functions of a PKCS#15 record.
+#define ASN1_RECORD(T) ASN1_RECORD_DECODED_BY(T, asn1::decode_record)
+
+/// The functions of any other record, its deep copy among them.
+#define ASN1_NESTED_RECORD(T)                             \
+    ASN1_RECORD_DECODED_BY(T, asn1::decode_nested_record) \
+    ASN1_RECORD_CLONE(T)
 
 /// Defines the deep copy of a record from its schema.
 #define ASN1_RECORD_CLONE(T)                         \

@@ -260,4 +260,12 @@ void asn1_LogByteArray(uint16_t level, const uint8_t *bytes, uint32_t count);
 void asn1_LogByteArrayLine(uint16_t level, uint32_t line, const uint8_t *bytes, uint32_t count);
 }
 
+/// Declares the five operations of a record that stays inside the library.
+#define ASN1_DECLARE_RECORD(T)                               \
+    T *asn1_##T##_new(void);                                 \
+    void asn1_##T##_free(T *value);                          \
+    T *asn1_##T##_clone(const T *value);                     \
+    uint32_t asn1_##T##_e(uint8_t **cursor, const T *value); \
+    const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, uint16_t level)
+
 #endif
