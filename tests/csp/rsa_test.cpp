@@ -1,0 +1,243 @@
+// RSA: blocks, both directions beside OpenSSL, and the forms of a private key.
+#include "csp/rsa.h"
+
+#include <gtest/gtest.h>
+
+#include "csp/key_support.h"
+#include "support/seeded.h"
+
+namespace {
+
+using namespace key_test;
+
+struct Scheme {
+    int32_t alg;
+    const char *md;      ///< OpenSSL's name, or null when it has none.
+    const char *prefix;  ///< Of the DigestInfo (RFC 8017, section 9.2, notes), where OpenSSL has to be told.
+};
+
+const Scheme schemes[] = {
+    {CSP_SIG_RSA_RAW, nullptr, ""},
+    {CSP_SIG_RSA_MD2, nullptr, "3020300c06082a864886f70d020205000410"},
+    {CSP_SIG_RSA_MD5, "MD5", ""},
+    {CSP_SIG_RSA_SHA1, "SHA1", ""},
+    {CSP_SIG_RSA_RIPEMD160, "RIPEMD160", ""},
+};
+
+/// What OpenSSL is to sign: the content of the block where it does not hash itself.
+Octets for_openssl(const Scheme &scheme, const Octets &text) {
+    return scheme.alg == CSP_SIG_RSA_MD2 ? hex(scheme.prefix) + digest_of("MD2", text) : text;
+}
+
+TEST(RsaSignature, IsOneForOpenSslAndTheReverse) {
+    zelmo_test::Seeded random;
+    for (const RsaTestKey &key : rsa_keys()) {
+        const PKey openssl = openssl_private(key.private_der);
+        for (const Scheme &scheme : schemes) {
+            const Octets text = random.octets(random.below(scheme.alg == CSP_SIG_RSA_RAW ? 50 : 300));
+            Result signature;
+            ASSERT_EQ(CSP_RSA_sign(nullptr, scheme.alg, Value(key.private_der), Value(text), signature.place()), 0u);
+            const Octets theirs = openssl_sign(openssl.get(), scheme.md, for_openssl(scheme, text));
+            // The padding leaves no choice, so both are even the same.
+            EXPECT_EQ(signature.octets(), theirs) << key.bits << " " << scheme.alg;
+            EXPECT_EQ(CSP_verify(nullptr, scheme.alg, Value(key.public_der), nullptr, Value(text), Value(theirs)), 0u);
+            EXPECT_EQ(CSP_RSA_verify(nullptr, scheme.alg, Value(key.n), Value(key.e), Value(text), Value(theirs)), 0u);
+            EXPECT_NE(
+                CSP_verify(nullptr, scheme.alg, Value(key.public_der), nullptr, Value(text + Octets{0}), Value(theirs)),
+                0u);
+        }
+    }
+}
+
+TEST(RsaEncryption, IsReadByOpenSslAndTheReverse) {
+    zelmo_test::Seeded random;
+    Context context;
+    for (const RsaTestKey &key : rsa_keys()) {
+        if (key.bits > 2048)
+            continue;
+        const PKey openssl = openssl_private(key.private_der);
+        for (const size_t length : {size_t{0}, size_t{1}, (key.bits + 7) / 8 - size_t{11}}) {
+            const Octets plain = random.octets(length);
+            Result cipher;
+            ASSERT_EQ(CSP_RSA_public_encryption(context, Value(key.n), Value(key.e), Value(plain), cipher.place()), 0u);
+            EXPECT_EQ(openssl_decrypt(openssl.get(), cipher.octets()), plain);
+            Result read;
+            ASSERT_EQ(CSP_RSA_private_decryption(nullptr, Value(key.private_der),
+                                                 Value(openssl_encrypt(openssl.get(), plain)), read.place()),
+                      0u);
+            EXPECT_EQ(read.octets(), plain);
+        }
+    }
+}
+
+TEST(RsaRaw, IsTheBarePower) {
+    zelmo_test::Seeded random;
+    const RsaTestKey &key = rsa_key(1023);
+    for (const size_t length : {0u, 1u, 127u, 128u}) {
+        Octets number = random.octets(length);
+        if (length == 128)
+            number[0] = 0;
+        Result cipher;
+        ASSERT_EQ(CSP_RSA_raw_public(nullptr, Value(key.n), Value(key.e), Value(number), cipher.place()), 0u);
+        EXPECT_EQ(cipher.octets().size(), 128u);
+        Result plain;
+        ASSERT_EQ(CSP_RSA_raw_private(nullptr, Value(key.private_der), Value(cipher.octets()), plain.place()), 0u);
+        EXPECT_EQ(plain.octets(), Octets(128 - length) + number) << length;
+    }
+    // What is not below the modulus is reduced; what is longer is refused.
+    const RsaTestKey one = identity_key(512);
+    Result zero;
+    EXPECT_EQ(CSP_RSA_raw_public(nullptr, Value(one.n), Value(one.e), Value(one.n), zero.place()), 0u);
+    EXPECT_EQ(zero.octets(), Octets(64));
+    Result none;
+    EXPECT_EQ(CSP_RSA_raw_public(nullptr, Value(one.n), Value(one.e), Value(Octets(65)), none.place()),
+              CSP_ERR_RSA_ENCRYPT);
+    EXPECT_EQ(CSP_RSA_raw_private(nullptr, Value(one.private_der), Value(Octets(65)), none.place()),
+              CSP_ERR_RSA_DECRYPT);
+    EXPECT_TRUE(none.is_null());
+}
+
+// ---- blocks, seen through exponents of 1 ---------------------------------------------------------------------------
+
+OwnedRsaKey identity() {
+    return OwnedRsaKey(asn1_private_key_to_rsa(Value(identity_key(512).private_der)));
+}
+
+TEST(RsaBlock, TakesAtLeastEightOctetsOfPadding) {
+    const OwnedRsaKey key = identity();
+    ASSERT_EQ(RsaKey_get_size(key.get()), 64u);
+    const Octets data(53, 0xDA);
+    Octets room(64);
+    Bytestring out = {64, room.data()};
+    EXPECT_EQ(RSA_private_encrypt(key.get(), Value(data), &out), 64);
+    EXPECT_EQ(room, hex("0001") + Octets(8, 0xFF) + Octets{0} + data);
+    EXPECT_EQ(RSA_private_encrypt(key.get(), Value(data + Octets{1}), &out), -1);
+    EXPECT_EQ(RSA_private_encrypt(key.get(), Value(Octets()), &out), 64);
+    EXPECT_EQ(room, hex("0001") + Octets(61, 0xFF) + Octets{0});
+    // A zero in random padding is drawn again, as often as it takes.
+    {
+        const ChosenRandom random(hex("01 02 00 04 00 06 07 08  00 00 AA BB CC"));
+        EXPECT_EQ(RSA_public_encrypt(nullptr, key.get(), Value(data), &out), 64);
+        EXPECT_EQ(room, hex("0002 0102AA04BB060708 00") + data);
+        EXPECT_EQ(random.left(), 1u);
+        EXPECT_EQ(RSA_public_encrypt(nullptr, key.get(), Value(data + Octets{1}), &out), -1);
+    }
+    for (const char *too_few : {"01020304050607", "0102030405060700"}) {
+        const ChosenRandom random(hex(too_few));
+        EXPECT_EQ(RSA_public_encrypt(nullptr, key.get(), Value(data), &out), -1);
+    }
+}
+
+TEST(RsaBlock, IsTestedOctetByOctet) {
+    const OwnedRsaKey key = identity();
+    const struct {
+        Octets head;
+        int32_t type1, type2;  ///< What either operation gives for the head with D1 up to the block's end.
+    } rows[] = {
+        {hex("0001 FFFFFFFFFFFFFFFF 00"), 53, -1},
+        {hex("0001 FFFFFFFFFFFFFF 00"), -1, -1},
+        {hex("0001 FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF 00"), 45, -1},
+        {hex("0001 FFFFFFFFFFFFFFFF FE 00"), -1, -1},
+        {hex("0001 FFFFFFFE FFFFFFFFFF 00"), -1, -1},
+        {hex("0001 FFFFFFFFFFFFFFFF"), -1, -1},
+        {hex("0001 00"), -1, -1},
+        {hex("0101 FFFFFFFFFFFFFFFF 00"), -1, -1},
+        {hex("0000 FFFFFFFFFFFFFFFF 00"), -1, -1},
+        {hex("0002 FFFFFFFFFFFFFFFF 00"), -1, 53},
+        {hex("0002 0102030405060708 00"), -1, 53},
+        {hex("0002 01020304050607 00"), -1, -1},
+        {hex("0002 00"), -1, -1},
+        {hex("0002 0102030405060708"), -1, -1},
+        {hex("0202 0102030405060708 00"), -1, -1},
+        {hex("0001") + Octets(62, 0xFF), -1, -1},
+        {hex("0001") + Octets(61, 0xFF) + Octets{0}, 0, -1},
+        {hex("0002") + Octets(62, 0x55), -1, -1},
+        {hex("0002") + Octets(61, 0x55) + Octets{0}, -1, 0},
+    };
+    for (const auto &[head, type1, type2] : rows) {
+        const Octets block = head + Octets(64 - head.size(), 0xD1);
+        Octets room(64);
+        Bytestring out = {64, room.data()};
+        EXPECT_EQ(RSA_public_decrypt(key.get(), Value(block), &out), type1) << to_hex(head.data(), head.size());
+        if (type1 >= 0) {
+            EXPECT_EQ(Octets(room.begin(), room.begin() + type1), Octets(static_cast<size_t>(type1), 0xD1));
+        }
+        EXPECT_EQ(RSA_private_decrypt(key.get(), Value(block), &out), type2) << to_hex(head.data(), head.size());
+        // Leading zeros belong to it.
+        EXPECT_EQ(RSA_public_decrypt(key.get(), Value(Octets(block.begin() + 1, block.end())), &out), -1);
+        EXPECT_EQ(RSA_private_decrypt(key.get(), Value(Octets{0} + block), &out), -1);
+    }
+}
+
+// A modulus of so few octets has room for no block, and none of them is read beyond its end.
+TEST(RsaBlock, MayBeTooSmallForAnything) {
+    for (size_t size = 0; size <= 11; ++size) {
+        const RsaTestKey key = identity_key(static_cast<uint32_t>(8 * size));
+        const Octets block = Octets(size < 2 ? size : 2, 1) + Octets(size < 2 ? 0 : size - 2, 0xFF);
+        Result out;
+        EXPECT_EQ(CSP_RSA_public_decryption(nullptr, Value(key.n), Value(key.e), Value(block), out.place()),
+                  CSP_ERR_RSA_DECRYPT);
+        EXPECT_EQ(
+            CSP_RSA_private_encryption(nullptr, Value(key.private_der), Value(Octets(size != 11 ? 0 : 1)), out.place()),
+            CSP_ERR_RSA_ENCRYPT)
+            << size;
+        EXPECT_TRUE(out.is_null());
+    }
+}
+
+// ---- keys ----------------------------------------------------------------------------------------------------------
+
+TEST(RsaKeys, LoseTheirCrtFormWithoutAWord) {
+    const RsaTestKey &key = rsa_key(512);
+    const Octets text = text_octets("text");
+    Result with_all;
+    ASSERT_EQ(CSP_RSA_sign(nullptr, CSP_SIG_RSA_SHA1, Value(key.private_der), Value(text), with_all.place()), 0u);
+    for (size_t absent = 0; absent <= 5; ++absent) {
+        Octets members[] = {key.p, key.q, key.dmp1, key.dmq1, key.iqmp};
+        Octets d = key.d;
+        if (absent < 5)
+            members[absent] = {};
+        else
+            d = {1};  // With all five there, d is not even used.
+        const Octets der_key = der(
+            0x30, {der_integer({7}), der_integer(key.n), der_integer(key.e), der_integer(d), der_integer(members[0]),
+                   der_integer(members[1]), der_integer(members[2]), der_integer(members[3]), der_integer(members[4])});
+        Result signature;
+        ASSERT_EQ(CSP_RSA_sign(nullptr, CSP_SIG_RSA_SHA1, Value(der_key), Value(text), signature.place()), 0u);
+        EXPECT_EQ(signature.octets(), with_all.octets()) << absent;
+        const OwnedRsaKey read(asn1_private_key_to_rsa(Value(der_key)));
+        EXPECT_EQ(read->version, 7u);
+    }
+}
+
+TEST(RsaKeys, HaveASizeThatIgnoresLeadingZeros) {
+    const RsaTestKey &key = rsa_key(1024);
+    const Octets text = text_octets("text");
+    Result signature;
+    ASSERT_EQ(CSP_RSA_sign(nullptr, CSP_SIG_RSA_MD5, Value(key.private_der), Value(text), signature.place()), 0u);
+    EXPECT_EQ(signature.octets().size(), 128u);
+    EXPECT_EQ(CSP_RSA_verify(nullptr, CSP_SIG_RSA_MD5, Value(Octets(800) + key.n), Value(Octets(5) + key.e),
+                             Value(text), Value(signature.octets())),
+              0u);
+}
+
+// Garner's form takes p and q in either order.
+TEST(RsaKeys, MayHaveTheirPrimesTheOtherWayRound) {
+    const RsaTestKey &key = rsa_key(512);
+    OwnedRsaKey swapped(asn1_private_key_to_rsa(Value(key.private_der)));
+    const OwnedRsaKey plain(asn1_private_key_to_rsa(Value(key.private_der)));
+    std::swap(swapped->p, swapped->q);
+    std::swap(swapped->dmp1, swapped->dmq1);
+    aauint gcd[AA_BUFFER_WORDS];
+    ASSERT_EQ(aa_gcd2(swapped->q, swapped->p, gcd, swapped->iqmp), 0);
+    const Value input(zelmo_test::Seeded(1).octets(64));
+    const auto power = [&input](const OwnedRsaKey &key_form) {
+        Octets room(64);
+        Bytestring out = {64, room.data()};
+        EXPECT_EQ(RSA_raw_private(nullptr, key_form.get(), input, &out), 64);
+        return room;
+    };
+    EXPECT_EQ(power(swapped), power(plain));
+}
+
+}  // namespace
