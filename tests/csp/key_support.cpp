@@ -55,6 +55,8 @@ PKeyContext context_of(EVP_PKEY *key) {
 extern "C" {
 uint32_t __real_CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out);
 uint32_t __wrap_CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out);
+uint32_t __real_CSP_RNG_get_bits(CspContext *ctx, uint8_t *buffer, uint32_t bits, int32_t top, uint32_t bottom);
+uint32_t __wrap_CSP_RNG_get_bits(CspContext *ctx, uint8_t *buffer, uint32_t bits, int32_t top, uint32_t bottom);
 
 uint32_t __wrap_CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out) {
     if (!chosen)
@@ -66,6 +68,16 @@ uint32_t __wrap_CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out) {
         chosen_octets.pop_front();
     }
     return 0;
+}
+
+// Chosen octets are taken for the shaped number.
+uint32_t __wrap_CSP_RNG_get_bits(CspContext *ctx, uint8_t *buffer, uint32_t bits, int32_t top, uint32_t bottom) {
+    if (!chosen)
+        return __real_CSP_RNG_get_bits(ctx, buffer, bits, top, bottom);
+    EXPECT_EQ(top, 1);
+    EXPECT_EQ(bottom, 1u);
+    Bytestring out = {(bits + 7) / 8, buffer};
+    return __wrap_CSP_RNG_get_bytes(ctx, &out);
 }
 }
 

@@ -36,7 +36,7 @@ int32_t DSA_key_generation(CspContext *ctx, DsaKey *key);
 /// octets of the seed when there are so many. `counter` and `h`, when given, receive what the search ended with. The
 /// search has no end for more than 8192 bits, which aa_mexp does not carry, and fails for more than 16384.
 DsaKey *DSA_params_generation(CspContext *ctx, uint32_t bits, const Bytestring *seed, uint32_t *counter, uint32_t *h);
-/// 1 for a number that passes as prime, else 0; 0 for the primes up to 293, too.
+/// 1 for a number that passes as prime, else 0; 0 for the primes from 3 to 293, too.
 int32_t dsa_is_prime(const aauint *number);
 }
 

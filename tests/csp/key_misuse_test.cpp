@@ -1,0 +1,197 @@
+// What must not be null, and the numbers between DER and arithmetic.
+#include <functional>
+#include <gtest/gtest.h>
+
+#include "csp/csp_asn1.h"
+#include "csp/csp_key.h"
+#include "csp/key_support.h"
+#include "csp/rsa.h"
+
+namespace {
+
+using namespace key_test;
+
+TEST(Misuse, NullIsAWrongArgument) {
+    const Value value("value");
+    const Bytestring *const some = value;
+    const Bytestring *const none = nullptr;
+    Bytestring *place = nullptr;
+    Bytestring **const out = &place;
+    CspContext context = {};
+    CspContext *const ctx = &context;
+    const auto each = [&](const char *what, auto call, size_t count) {
+        for (size_t absent = 0; absent < count; ++absent)
+            EXPECT_EQ(call([&](size_t i) { return i == absent ? none : some; }, absent), CSP_ERR_PARAM)
+                << what << " " << absent;
+    };
+    const auto to = [&](size_t i, size_t absent) { return i == absent ? nullptr : out; };
+    each(
+        "verify", [&](auto a, size_t) { return CSP_verify(nullptr, 6, a(0), some, a(1), a(2)); }, 3);
+    each(
+        "rsa verify", [&](auto a, size_t) { return CSP_RSA_verify(nullptr, 6, a(0), a(1), a(2), a(3)); }, 4);
+    each(
+        "dss verify", [&](auto a, size_t) { return CSP_DSS_verify(nullptr, 18, a(0), a(1), a(2), a(3), a(4), a(5)); },
+        6);
+    for (const auto operation : {CSP_RSA_public_decryption, CSP_RSA_raw_public, CSP_RSA_public_encryption})
+        each(
+            "public", [&](auto a, size_t n) { return operation(ctx, a(0), a(1), a(2), to(3, n)); }, 4);
+    for (const auto operation : {CSP_RSA_private_encryption, CSP_RSA_private_decryption, CSP_RSA_raw_private})
+        each(
+            "private", [&](auto a, size_t n) { return operation(ctx, a(0), a(1), to(2, n)); }, 3);
+    each(
+        "rsa sign", [&](auto a, size_t n) { return CSP_RSA_sign(ctx, 6, a(0), a(1), to(2, n)); }, 3);
+    each(
+        "dss sign", [&](auto a, size_t n) { return CSP_DSS_sign(ctx, 18, a(0), a(1), a(2), a(3), a(4), to(5, n)); }, 6);
+    EXPECT_EQ(CSP_DSS_sign(nullptr, 18, some, some, some, some, some, out), CSP_ERR_PARAM);
+    each(
+        "dss keys", [&](auto a, size_t n) { return CSP_DSS_key_generation(ctx, a(0), a(1), a(2), to(3, n), to(4, n)); },
+        5);
+    each(
+        "dss parameters",
+        [&](auto, size_t n) { return CSP_DSS_params_generation(ctx, 512, to(0, n), to(1, n), to(2, n)); }, 3);
+    EXPECT_EQ(CSP_RSA_key_generation(ctx, 512, 512, 0, out, out, nullptr), CSP_ERR_PARAM);
+    EXPECT_EQ(place, nullptr);
+}
+
+TEST(Misuse, SigningKnowsFewerSchemesThanVerifying) {
+    for (const int32_t alg : {-6, 0, 2, 3, 7, 9, 17, 18, -1, INT32_MIN}) {
+        Result out;
+        EXPECT_EQ(CSP_RSA_sign(nullptr, alg, Value(rsa_key(512).private_der), Value("text"), out.place()),
+                  CSP_ERR_PARAM)
+            << alg;
+        EXPECT_TRUE(out.is_null());
+    }
+    // A key that is too small for the scheme, and no key at all.
+    for (const auto &[key, failure] :
+         {std::pair(identity_key(256).private_der, CSP_ERR_RSA_ENCRYPT),
+          std::pair(text_octets("no key"), CSP_ERR_ENCODING), std::pair(Octets(), CSP_ERR_ENCODING)}) {
+        Result out;
+        EXPECT_EQ(CSP_RSA_sign(nullptr, CSP_SIG_RSA_SHA1, Value(key), Value("text"), out.place()), failure);
+        EXPECT_TRUE(out.is_null());
+    }
+}
+
+TEST(Misuse, OfTheNumbersBelowEndsTheProcess) {
+    const RsaTestKey test_key = identity_key(512);
+    const OwnedRsaKey owned(asn1_private_key_to_rsa(Value(test_key.private_der)));
+    const RsaKey *const key = owned.get();
+    const Value value("in");
+    const Bytestring *const in = value;
+    Octets room(64);
+    Bytestring out = {64, room.data()};
+    aauint *numbers[1] = {};
+    const struct {
+        std::function<void()> call;
+        const char *condition;
+    } rows[] = {
+        {[&] { RSA_public_decrypt(nullptr, in, &out); }, "`key != ..void .\\)0\\)'"},
+        {[&] { RSA_public_decrypt(key, nullptr, &out); }, "`cipher != ..void .\\)0\\)'"},
+        {[&] { RSA_public_decrypt(key, in, nullptr); }, "`plain != ..void .\\)0\\)'"},
+        {[&] { RSA_raw_public(nullptr, nullptr, in, &out); }, "`key != "},
+        {[&] { RSA_raw_public(nullptr, key, nullptr, &out); }, "`plain != "},
+        {[&] { RSA_raw_public(nullptr, key, in, nullptr); }, "`cipher != "},
+        {[&] { RSA_public_encrypt(nullptr, nullptr, in, &out); }, "`key != "},
+        {[&] { RSA_public_encrypt(nullptr, key, nullptr, &out); }, "`plain != "},
+        {[&] { RSA_public_encrypt(nullptr, key, in, nullptr); }, "`cipher != "},
+        {[&] { RSA_public_encrypt(nullptr, key, in, &out); }, "`ctx != "},
+        {[&] { RSA_private_decrypt(nullptr, in, &out); }, "`key != "},
+        {[&] { RSA_private_decrypt(key, nullptr, &out); }, "`cipher != "},
+        {[&] { RSA_private_decrypt(key, in, nullptr); }, "`plain != "},
+        {[&] { RSA_private_encrypt(nullptr, in, &out); }, "`key != "},
+        {[&] { RSA_private_encrypt(key, nullptr, &out); }, "`plain != "},
+        {[&] { RSA_private_encrypt(key, in, nullptr); }, "`cipher != "},
+        {[&] { RSA_raw_private(nullptr, nullptr, in, &out); }, "`key != "},
+        {[&] { RSA_raw_private(nullptr, key, nullptr, &out); }, "`cipher != "},
+        {[&] { RSA_raw_private(nullptr, key, in, nullptr); }, "`plain != "},
+        {[&] { asn1_to_aa(nullptr, numbers, 1); }, "`asn1_key != ..void .\\)0\\)'"},
+        {[&] { asn1_to_aa(in, nullptr, 1); }, "`aa != ..void .\\)0\\)'"},
+        {[&] { asn1_to_aa(in, numbers, 0); }, "`n != 0'"},
+        {[&] { aa_to_asn1(nullptr, 1); }, "`aa != ..void .\\)0\\)'"},
+        {[&] { aa_to_asn1(numbers, 0); }, "`n != 0'"},
+    };
+    for (const auto &row : rows)
+        EXPECT_DEATH(row.call(), row.condition);
+    RsaKey_free(nullptr);
+}
+
+// ---- DER and numbers -----------------------------------------------------------------------------------------------
+
+TEST(DerNumbers, AreWrittenAsPositive) {
+    const struct {
+        uint32_t value;
+        const char *der;
+    } rows[] = {{0, "020100"},
+                {1, "020101"},
+                {127, "02017F"},
+                {128, "02020080"},
+                {255, "020200FF"},
+                {256, "02020100"},
+                {32768, "0203008000"},
+                {0xFFFFFFFF, "020500FFFFFFFF"},
+                {0x7FFFFFFF, "02047FFFFFFF"}};
+    for (const auto &[value, expected] : rows) {
+        aauint number[2];
+        aa_long2aauint(value, number);
+        const aauint *const numbers[] = {number, number};
+        const OwnedBytestring one(aa_to_asn1(numbers, 1));
+        EXPECT_EQ(to_hex(one->data, one->len), expected);
+        const OwnedBytestring two(aa_to_asn1(numbers, 2));
+        const Octets element = hex(expected);
+        EXPECT_EQ(Octets(two->data, two->data + two->len), der(0x30, {element, element}));
+        aauint *read[2];
+        ASSERT_EQ(asn1_to_aa(two.get(), read, 2), 0);
+        EXPECT_EQ(aa_comp(read[0], number), 0);
+        EXPECT_EQ(aa_comp(read[1], number), 0);
+        aa_free(read[0]);
+        aa_free(read[1]);
+    }
+}
+
+TEST(DerNumbers, AreReadAsUnsignedAndAllOrNone) {
+    const Octets one = der_integer({1});
+    const struct {
+        const char *what;
+        Octets der;
+        uint32_t count;
+        int64_t last;  ///< The last number, or -1 for a failure.
+    } rows[] = {
+        {"a bare one", hex("020105"), 1, 5},
+        {"octets behind it", hex("020105FF"), 1, 5},
+        {"a set top bit", hex("0201FF"), 1, 255},
+        {"leading zeros", hex("02040000000A"), 1, 10},
+        {"no content", hex("0200"), 1, 0},
+        {"two", der(0x30, {one, hex("020107")}), 2, 7},
+        {"a third", der(0x30, {one, hex("020107"), one}), 2, 7},
+        {"octets behind them", der(0x30, {one, one}) + hex("00"), 2, 1},
+        {"another header", der(0x31, {one, one}), 2, -1},
+        {"one of two", der(0x30, {one}), 2, -1},
+        {"the second behind the end", der(0x30, {one}) + one, 2, -1},
+        {"one in a SEQUENCE", der(0x30, {one}), 1, -1},
+        {"another type", hex("040105"), 1, -1},
+        {"cut off", hex("0202"), 1, -1},
+        {"cut off in the length", hex("0281"), 1, -1},
+        {"a lone octet", hex("02"), 1, -1},
+        {"nothing", {}, 1, -1},
+        {"nothing in a SEQUENCE", hex("3000"), 2, -1},
+        {"1026 octets", der(0x02, {Octets(1026)}), 1, -1},
+        {"1025 octets", der(0x02, {Octets(1024) + Octets{9}}), 1, 9},
+    };
+    for (const auto &row : rows) {
+        aauint *numbers[2] = {reinterpret_cast<aauint *>(&numbers), reinterpret_cast<aauint *>(&numbers)};
+        const int32_t result = asn1_to_aa(Value(row.der), numbers, row.count);
+        EXPECT_EQ(result, row.last < 0 ? -1 : 0) << row.what;
+        uint32_t last = 0;
+        if (result == 0) {
+            EXPECT_EQ(aa_aauint2long(numbers[row.count - 1], &last), 0);
+        }
+        EXPECT_EQ(last, row.last < 0 ? 0 : row.last) << row.what;
+        for (uint32_t i = 0; i < row.count; ++i) {
+            if (result != 0) {
+                EXPECT_EQ(numbers[i], nullptr) << row.what;
+            }
+            aa_free(numbers[i]);
+        }
+    }
+}
+
+}  // namespace
