@@ -178,11 +178,70 @@ def image_seeds():
         yield json.dumps(token).encode()
 
 
+def fields(*parts):
+    return b"".join(bytes([len(part)]) + part for part in parts)
+
+
+def vectors(name):
+    """The vectors of a file of names and values."""
+    for block in (DATA / name).read_text().split("\n\n"):
+        vector = dict(line.split(" = ", 1) for line in block.splitlines() if " = " in line and line[0] != "#")
+        if vector:
+            yield vector
+
+
+def integer(value):
+    content = value.to_bytes(value.bit_length() // 8 + 1, "big")
+    return bytes([0x02, len(content)]) + content
+
+
+def sequence(*parts):
+    content = b"".join(parts)
+    return (bytes([0x30, len(content)]) if len(content) < 128 else bytes([0x30, 0x81, len(content)])) + content
+
+
+def verify_seeds():
+    """Scheme, mode and fields; see fuzz_verify.cpp."""
+    text = b"text"
+    infos = [octets for name, octets in golden() if name == "DigestInfo"]
+    for info in infos:
+        for scheme in range(10):
+            yield bytes([scheme, 2]) + fields(b"") + info
+            yield bytes([scheme, 3]) + fields(text, info[:-20 if info[-21] == 20 else -16]) + b"behind"
+    for scheme, (identifier, digest) in enumerate((("06052b0e03021a", 20), ("06082a864886f70d0205", 16),
+                                                   ("06082a864886f70d0202", 16), ("06052b24030201", 20))):
+        algorithm = sequence(bytes.fromhex(identifier) + b"\x05\x00")
+        head = bytes([0x30, len(algorithm) + 2 + digest]) + algorithm + bytes([0x04, digest])
+        yield bytes([scheme, 3]) + fields(text, head)
+    for scheme in (4, 5):
+        yield bytes([scheme, 2]) + fields(text) + text
+        yield bytes([scheme, 3]) + fields(text, b"")
+    for vector in vectors("rsa.txt"):
+        if vector["Bits"] in ("512", "1023"):
+            n, e, d = [int.from_bytes(element[3 if element[1] > 0x80 else 2:], "big")
+                       for tag, element in elements(bytes.fromhex(vector["Key"])) if tag == 0x02][1:4]
+            info = bytes.fromhex("3021300906052b0e03021a05000414") + hashlib.sha1(text).digest()
+            size = (n.bit_length() + 7) // 8
+            block = b"\0\1" + b"\xFF" * (size - 3 - len(info)) + b"\0" + info
+            signature = pow(int.from_bytes(block, "big"), d, n).to_bytes(size, "big")
+            yield bytes([0, 0]) + fields(sequence(integer(n), integer(e)), b"", text) + signature
+    for vector in vectors("dsa.txt"):
+        p, q, g, y, r, s = (int(vector[name], 16) for name in ("P", "Q", "G", "Y", "R", "S"))
+        digest = hashlib.sha1(b"abc").digest()
+        for scheme, signed in ((6, b"abc"), (7, digest)):
+            key = fields(integer(y), sequence(integer(p), integer(q), integer(g)), signed)
+            yield bytes([scheme, 1]) + key + sequence(integer(r), integer(s))
+        # Numbers so small that some signatures pass.
+        yield bytes([7, 1]) + fields(integer(4), sequence(integer(23), integer(11), integer(2)), digest) + \
+            sequence(integer(1), integer(1))
+
+
 SEEDS = {
     "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
     "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
     "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
     "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(),
+    "fuzz_verify": verify_seeds(),
 }
 
 

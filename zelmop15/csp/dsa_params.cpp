@@ -64,7 +64,7 @@ bool make_q(Seed *seed, aauint *q) {
 /// X = 2^(L - 1) + (W modulo 2^(L - 1)), for an L of whole octets: the digests stand one before the other, the first
 /// of them last, and their last L bits with the top one set are X.
 bool make_x(Seed *seed, uint32_t p_octets, aauint *x) {
-    uint8_t w[max_w_octets];
+    uint8_t w[max_w_octets] = {};
     uint32_t start = sizeof w;
     for (uint32_t done = 0; done < p_octets; done += seed_octets) {
         count_up(seed->work);
