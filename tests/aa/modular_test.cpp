@@ -292,6 +292,9 @@ TEST(Gcd, SpecialValues) {
     EXPECT_EQ(aa_gcd1(Number(0), Number(1), result), 0);
     EXPECT_EQ(aa_gcd1(Number(77), Number(1), result), 0);
     EXPECT_EQ(aa_gcd2(Number(77), Number(0), result, Number()), -1);
+    EXPECT_EQ(aa_gcd2(Number(77), Number(all_ones(513)), result, Number()), -1);
+    EXPECT_EQ(aa_gcd1(Number(77), Number(all_ones(513)), result), 1);
+    EXPECT_EQ(result.value(), 7);
 }
 
 TEST(ChineseRemainder, Recombines) {

@@ -25,17 +25,20 @@ int32_t is_not_one(const aauint *number) {
     return number[0] == 1 && number[1] == 1 ? 0 : 1;
 }
 
+enum class Step { more, last, failed };
+
 // A half step of the extended algorithm: high = high mod low, high_factor = high_factor - quotient * low_factor modulo
-// m. True when the remainder is zero, with the factor left alone.
-bool reduce_by(aauint *high, const aauint *low, aauint *high_factor, const aauint *low_factor, const aauint *m) {
+// m. The last one is where the remainder is zero; it leaves the factor alone.
+Step reduce_by(aauint *high, const aauint *low, aauint *high_factor, const aauint *low_factor, const aauint *m) {
     aauint quotient[AA_BUFFER_WORDS + 2];
-    aa_div(high, low, quotient, high);
+    if (aa_div(high, low, quotient, high) != 0)
+        return Step::failed;
     if (high[0] == 0)
-        return true;
+        return Step::last;
     aauint product[2 * AA_BUFFER_WORDS];
     aa_zmmult(quotient, low_factor, product, m);
     aa_msub(high_factor, product, high_factor, m);
-    return false;
+    return Step::more;
 }
 
 }  // namespace
@@ -83,20 +86,21 @@ int32_t aa_gcd2(const aauint *a, const aauint *m, aauint *gcd, aauint *inverse) 
         return 2;
     }
     aa_copy(modulus, r0);
-    const aauint *divisor = r1;
-    const aauint *factor = t1;
-    for (;;) {
-        if (reduce_by(r0, r1, t0, t1, modulus))
-            break;
-        if (reduce_by(r1, r0, t1, t0, modulus)) {
-            divisor = r0;
-            factor = t0;
-            break;
-        }
+    aauint *high = r0;
+    aauint *low = r1;
+    aauint *high_factor = t0;
+    aauint *low_factor = t1;
+    Step step = Step::more;
+    while ((step = reduce_by(high, low, high_factor, low_factor, modulus)) == Step::more) {
+        std::swap(high, low);
+        std::swap(high_factor, low_factor);
     }
-    const int32_t result = is_not_one(divisor);
-    aa_copy(divisor, gcd);
-    aa_copy(factor, inverse);
+    // A modulus of the greatest length cannot be divided.
+    if (step == Step::failed)
+        return -1;
+    const int32_t result = is_not_one(low);
+    aa_copy(low, gcd);
+    aa_copy(low_factor, inverse);
     return result;
 }
 }
