@@ -80,6 +80,7 @@ TEST(Misuse, OfTheNumbersBelowEndsTheProcess) {
     Octets room(64);
     Bytestring out = {64, room.data()};
     aauint *numbers[1] = {};
+    Bytestring *place = nullptr;
     const struct {
         std::function<void()> call;
         const char *condition;
@@ -94,6 +95,9 @@ TEST(Misuse, OfTheNumbersBelowEndsTheProcess) {
         {[&] { RSA_public_encrypt(nullptr, key, nullptr, &out); }, "`plain != "},
         {[&] { RSA_public_encrypt(nullptr, key, in, nullptr); }, "`cipher != "},
         {[&] { RSA_public_encrypt(nullptr, key, in, &out); }, "`ctx != "},
+        {[&] { CSP_RSA_key_generation(nullptr, 512, 0, 0, nullptr, nullptr, &place); }, "`ctx != "},
+        {[&] { CSP_DSS_key_generation(nullptr, in, in, in, &place, &place); }, "`ctx != "},
+        {[&] { CSP_DSS_params_generation(nullptr, 512, &place, &place, &place); }, "`ctx != "},
         {[&] { RSA_private_decrypt(nullptr, in, &out); }, "`key != "},
         {[&] { RSA_private_decrypt(key, nullptr, &out); }, "`cipher != "},
         {[&] { RSA_private_decrypt(key, in, nullptr); }, "`plain != "},

@@ -58,8 +58,9 @@ enum CspCipher : uint32_t {
     CSP_SYM_AES_CBC = 4226,
 };
 
-/// Greatest size in bits, counted in whole octets, of a modulus, an exponent and every number of a DER key: room for a
-/// modulus of 8192 bits with the leading zero of its INTEGER.
+/// Greatest size in bits, counted in whole octets, of a modulus, an exponent, every number of a DER key and those of a
+/// DSA key: room for a modulus of 8192 bits with the leading zero of its INTEGER. What is longer is CSP_ERR_PARAM, and
+/// logged, or CSP_ERR_ENCODING inside a DER key.
 constexpr uint32_t csp_max_bits = 8200;
 
 extern "C" {
@@ -157,13 +158,13 @@ uint32_t CSP_verify(CspContext *ctx, int32_t alg, const Bytestring *key, const B
 /// Tests an RSA signature with the big-endian octets of modulus and exponent. The context may be null.
 uint32_t CSP_RSA_verify(CspContext *ctx, int32_t alg, const Bytestring *modulus, const Bytestring *exponent,
                         const Bytestring *text, const Bytestring *signature);
-/// Signs with an RSA key (DER of RSAPrivateKey), by every RSA scheme but CSP_SIG_SHA1_TAIL.
+/// Signs with an RSA key (DER of RSAPrivateKey), by every RSA scheme but CSP_SIG_SHA1_TAIL. The context may be null.
 uint32_t CSP_RSA_sign(CspContext *ctx, int32_t alg, const Bytestring *key, const Bytestring *text, Bytestring **out);
 /// Tests a DSA signature (DER of the INTEGERs r and s), whose range is deliberately not tested. The context may be
 /// null.
 uint32_t CSP_DSS_verify(CspContext *ctx, int32_t alg, const Bytestring *p, const Bytestring *q, const Bytestring *g,
                         const Bytestring *y, const Bytestring *text, const Bytestring *signature);
-/// Signs with DSA. With CSP_SIG_DSS_DIGEST the text is the digest, of any length.
+/// Signs with DSA. With every scheme but CSP_SIG_DSS_SHA1 the text is the digest, of any length.
 uint32_t CSP_DSS_sign(CspContext *ctx, int32_t alg, const Bytestring *p, const Bytestring *q, const Bytestring *g,
                       const Bytestring *x, const Bytestring *text, Bytestring **out);
 
@@ -175,7 +176,7 @@ uint32_t CSP_RSA_public_decryption(CspContext *ctx, const Bytestring *modulus, c
 /// Public exponent without padding; `plain` has at most the modulus' length. The context may be null.
 uint32_t CSP_RSA_raw_public(CspContext *ctx, const Bytestring *modulus, const Bytestring *exponent,
                             const Bytestring *plain, Bytestring **out);
-/// Block type 2 with random padding, then the public exponent.
+/// Block type 2 with random padding, then the public exponent. Asserts a context.
 uint32_t CSP_RSA_public_encryption(CspContext *ctx, const Bytestring *modulus, const Bytestring *exponent,
                                    const Bytestring *plain, Bytestring **out);
 /// Block type 1, then the private exponent. Keys are the DER of RSAPrivateKey. The context may be null, as in the next
@@ -187,15 +188,14 @@ uint32_t CSP_RSA_private_decryption(CspContext *ctx, const Bytestring *key, cons
 uint32_t CSP_RSA_raw_private(CspContext *ctx, const Bytestring *key, const Bytestring *cipher, Bytestring **out);
 /// Makes a key: `*key` the DER of its RSAPrivateKey, `*modulus` (when given) the octets of n. `limit` is tested like
 /// `bits` and not used otherwise. `skew` moves the primes apart in size and makes the modulus about skew / 2 bits
-/// short.
-/// `*exponent` (when given) is the exponent to use, or null on entry, when it receives the default 65537. An even
-/// exponent makes the search endless.
+/// short. `*exponent` (when given) is the exponent to use, or null on entry, when it receives the default 65537. An
+/// even exponent makes the search endless, and so does a size of 18 bits, or of 16 and less. Asserts a context.
 uint32_t CSP_RSA_key_generation(CspContext *ctx, uint32_t bits, uint32_t limit, uint32_t skew, Bytestring **modulus,
                                 Bytestring **exponent, Bytestring **key);
 
 // ---- DSA -----------------------------------------------------------------------------------------------------------
 
-/// Makes the public value y and the private value x.
+/// Makes the public value y and the private value x. Asserts a context, as does the next one.
 uint32_t CSP_DSS_key_generation(CspContext *ctx, const Bytestring *p, const Bytestring *q, const Bytestring *g,
                                 Bytestring **y, Bytestring **x);
 /// Makes domain parameters: p of `bits` bits (512 at least, in steps of 64), q of 160. The outputs hold null on entry.

@@ -46,6 +46,7 @@ uint32_t run(const Operation &operation, CspContext *ctx, const RsaKey *key, con
     const int32_t count = operation.run(ctx, key, in, result.get());
     if (count < 0)
         return operation.failure;
+    // The rest of the block stays allocated behind the octets that count.
     result->len = static_cast<uint32_t>(count);
     csp::trace(operation.out_text, result.get());
     *out = result.release();
