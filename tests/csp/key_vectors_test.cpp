@@ -130,9 +130,11 @@ TEST(RsaVectors, EncryptionsOfRsaLaboratories) {
 }
 
 TEST(RsaVectors, SignaturesOfNist) {
-    const UseVector verify = [](const Values &v) {
+    size_t judged = 0;
+    const UseVector verify = [&judged](const Values &v) {
         if (v.at("SHAAlg") != "SHA1")
             return;
+        ++judged;
         const auto result = v.find("Result");
         // What stands behind the DigestInfo is not looked at: with the digest moved up, that is good enough.
         const bool good = result == v.end() || result->second[0] == 'P' ||
@@ -142,17 +144,18 @@ TEST(RsaVectors, SignaturesOfNist) {
                   good)
             << (result != v.end() ? result->second : "");
     };
-    for_each_response("RSA/FIPS_186-2/SigVer15_186-3.rsp", "Result", verify);
-    for_each_response("RSA/SigVer15EMTest.txt", "Result", verify);
-    for_each_response("RSA/FIPS_186-2/SigGen15_186-2.rsp", "S", verify);
-    for_each_response("RSA/FIPS_186-2/SigGen15_186-3.rsp", "S", verify);
+    const size_t there = for_each_response("RSA/FIPS_186-2/SigVer15_186-3.rsp", "Result", verify) +
+                         for_each_response("RSA/SigVer15EMTest.txt", "Result", verify) +
+                         for_each_response("RSA/FIPS_186-2/SigGen15_186-2.rsp", "S", verify) +
+                         for_each_response("RSA/FIPS_186-2/SigGen15_186-3.rsp", "S", verify);
+    EXPECT_TRUE(there == 0 || judged > 200) << judged << " of " << there;
 }
 
 // Keys without their primes.
 TEST(RsaVectors, SigningWithTheLongExponent) {
     for_each_response("RSA/FIPS_186-2/SigGen15_186-2.txt", "S", [](const Values &v) {
         const Octets n = v.magnitude("n");
-        if (v.at("SHAAlg") != "SHA1" || n.size() > 192)
+        if (v.at("SHAAlg") != "SHA1" || n.size() > 256)
             return;
         const Octets zero = der_integer({});
         const Octets key = der(0x30, {zero, der_integer(n), der_integer(v.magnitude("e")),
@@ -197,8 +200,6 @@ TEST(DsaVectors, KeysOfNist) {
 
 TEST(DsaVectors, ParametersOfNist) {
     for_each_response("DSA/FIPS_186-2/PQGGen.rsp", "H", [](const Values &v) {
-        if (std::stoul(v.at("c")) > 600)
-            return;  // They take a second each.
         uint32_t counter = 0;
         uint32_t h = 0;
         const OwnedDsaKey key(DSA_params_generation(nullptr, 1024, Value(v.octets("Seed")), &counter, &h));
