@@ -233,6 +233,19 @@ TEST(Dsa, SignsDigestsOfAnyLength) {
     EXPECT_TRUE(none.is_null());
 }
 
+// A private value that is not below q loses q, once; one that is then zero is drawn again.
+TEST(Dsa, DrawsPrivateValuesBelowQ) {
+    const DsaTestKey &key = dsa_key();
+    Octets above = key.q;
+    above.back() = static_cast<uint8_t>(above.back() + 5);
+    const ChosenRandom random(key.q + Octets(20) + above);
+    Result y;
+    Result x;
+    ASSERT_EQ(CSP_DSS_key_generation(nullptr, Value(key.p), Value(key.q), Value(key.g), y.place(), x.place()), 0u);
+    EXPECT_EQ(x.octets(), Octets{5});
+    EXPECT_EQ(random.left(), 0u);
+}
+
 // Every failure has one name, the one of the random generator too.
 TEST(Dsa, CallsEveryFailureTheSame) {
     const DsaTestKey &key = dsa_key();

@@ -43,6 +43,12 @@ Octets number_of(const EVP_PKEY *key, const char *name) {
     return octets;
 }
 
+/// Octets for a library that wants no null, even when there are none.
+const uint8_t *begin_of(const Octets &octets) {
+    static const uint8_t nothing = 0;
+    return octets.empty() ? &nothing : octets.data();
+}
+
 using PKeyContext = std::unique_ptr<EVP_PKEY_CTX, void (*)(EVP_PKEY_CTX *)>;
 using MdContext = std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX *)>;
 
@@ -196,15 +202,15 @@ Octets openssl_sign(EVP_PKEY *key, const char *md, const Octets &text) {
     if (md == nullptr) {
         const PKeyContext context = context_of(key);
         EXPECT_EQ(EVP_PKEY_sign_init(context.get()), 1);
-        EVP_PKEY_sign(context.get(), nullptr, &length, text.data(), text.size());
+        EVP_PKEY_sign(context.get(), nullptr, &length, begin_of(text), text.size());
         signature.resize(length);
-        EXPECT_EQ(EVP_PKEY_sign(context.get(), signature.data(), &length, text.data(), text.size()), 1);
+        EXPECT_EQ(EVP_PKEY_sign(context.get(), signature.data(), &length, begin_of(text), text.size()), 1);
     } else {
         const MdContext context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
         EXPECT_EQ(EVP_DigestSignInit_ex(context.get(), nullptr, md, nullptr, nullptr, key, nullptr), 1) << md;
-        EVP_DigestSign(context.get(), nullptr, &length, text.data(), text.size());
+        EVP_DigestSign(context.get(), nullptr, &length, begin_of(text), text.size());
         signature.resize(length);
-        EXPECT_EQ(EVP_DigestSign(context.get(), signature.data(), &length, text.data(), text.size()), 1);
+        EXPECT_EQ(EVP_DigestSign(context.get(), signature.data(), &length, begin_of(text), text.size()), 1);
     }
     signature.resize(length);
     return signature;
@@ -214,11 +220,11 @@ bool openssl_verifies(EVP_PKEY *key, const char *md, const Octets &text, const O
     if (md == nullptr) {
         const PKeyContext context = context_of(key);
         return EVP_PKEY_verify_init(context.get()) == 1 &&
-               EVP_PKEY_verify(context.get(), signature.data(), signature.size(), text.data(), text.size()) == 1;
+               EVP_PKEY_verify(context.get(), signature.data(), signature.size(), begin_of(text), text.size()) == 1;
     }
     const MdContext context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     return EVP_DigestVerifyInit_ex(context.get(), nullptr, md, nullptr, nullptr, key, nullptr) == 1 &&
-           EVP_DigestVerify(context.get(), signature.data(), signature.size(), text.data(), text.size()) == 1;
+           EVP_DigestVerify(context.get(), signature.data(), signature.size(), begin_of(text), text.size()) == 1;
 }
 
 Octets openssl_encrypt(EVP_PKEY *key, const Octets &plain) {
@@ -226,7 +232,7 @@ Octets openssl_encrypt(EVP_PKEY *key, const Octets &plain) {
     EVP_PKEY_encrypt_init(context.get());
     Octets cipher(static_cast<size_t>(EVP_PKEY_get_size(key)));
     size_t length = cipher.size();
-    EXPECT_EQ(EVP_PKEY_encrypt(context.get(), cipher.data(), &length, plain.data(), plain.size()), 1);
+    EXPECT_EQ(EVP_PKEY_encrypt(context.get(), cipher.data(), &length, begin_of(plain), plain.size()), 1);
     return cipher;
 }
 
@@ -246,11 +252,11 @@ Octets digest_of(const std::string &md, const Octets &text) {
     if (md == "MD2") {
         hash_state state;
         md2_init(&state);
-        md2_process(&state, text.data(), text.size());
+        md2_process(&state, begin_of(text), text.size());
         md2_done(&state, digest.data());
         length = 16;
     } else {
-        EXPECT_EQ(EVP_Q_digest(nullptr, md.c_str(), nullptr, text.data(), text.size(), digest.data(), &length), 1);
+        EXPECT_EQ(EVP_Q_digest(nullptr, md.c_str(), nullptr, begin_of(text), text.size(), digest.data(), &length), 1);
     }
     digest.resize(length);
     return digest;

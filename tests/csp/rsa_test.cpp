@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "csp/csp_key.h"
 #include "csp/key_support.h"
 #include "support/seeded.h"
 
@@ -221,23 +222,28 @@ TEST(RsaKeys, HaveASizeThatIgnoresLeadingZeros) {
               0u);
 }
 
-// Garner's form takes p and q in either order.
+// Garner's form takes p and q in either order, and of very different sizes.
 TEST(RsaKeys, MayHaveTheirPrimesTheOtherWayRound) {
-    const RsaTestKey &key = rsa_key(512);
-    OwnedRsaKey swapped(asn1_private_key_to_rsa(Value(key.private_der)));
-    const OwnedRsaKey plain(asn1_private_key_to_rsa(Value(key.private_der)));
-    std::swap(swapped->p, swapped->q);
-    std::swap(swapped->dmp1, swapped->dmq1);
-    aauint gcd[AA_BUFFER_WORDS];
-    ASSERT_EQ(aa_gcd2(swapped->q, swapped->p, gcd, swapped->iqmp), 0);
-    const Value input(zelmo_test::Seeded(1).octets(64));
-    const auto power = [&input](const OwnedRsaKey &key_form) {
-        Octets room(64);
-        Bytestring out = {64, room.data()};
-        EXPECT_EQ(RSA_raw_private(nullptr, key_form.get(), input, &out), 64);
+    Context context;
+    const Octets e = {3};
+    const OwnedRsaKey key(RSA_key_generation(context, 640, e.data(), 8, 128));
+    ASSERT_NE(key, nullptr);
+    const uint32_t size = RsaKey_get_size(key.get());
+    const Value input(zelmo_test::Seeded(1).octets(size));
+    const auto power = [&] {
+        Octets room(size);
+        Bytestring out = {size, room.data()};
+        EXPECT_EQ(RSA_raw_private(nullptr, key.get(), input, &out), static_cast<int32_t>(size));
         return room;
     };
-    EXPECT_EQ(power(swapped), power(plain));
+    const Octets plain = power();
+    std::swap(key->p, key->q);
+    std::swap(key->dmp1, key->dmq1);
+    aauint gcd[AA_BUFFER_WORDS];
+    aauint inverse[AA_BUFFER_WORDS];
+    ASSERT_EQ(aa_gcd2(key->q, key->p, gcd, inverse), 0);
+    aa_free(std::exchange(key->iqmp, csp::copy_of(inverse).release()));
+    EXPECT_EQ(power(), plain);
 }
 
 }  // namespace
