@@ -15,7 +15,7 @@ constexpr uint32_t lanes = 8;
 /// is loaded. Clang and the sanitizers build the plain form alone.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
     !defined(__SANITIZE_THREAD__)
-#define ZELMO_CLONES __attribute__((target_clones("default", "avx2")))
+#define ZELMO_CLONES __attribute__((target_clones("default", "sse4.1", "avx2")))
 #else
 #define ZELMO_CLONES
 #endif
