@@ -20,10 +20,8 @@ constexpr uint32_t lanes = 8;
 #define ZELMO_CLONES
 #endif
 
-/// Says of the loop behind it that what it writes is not read by it elsewhere, which no compiler can tell here.
-#if defined(__clang__)
-#define ZELMO_INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
-#elif defined(__GNUC__)
+/// Says of the loop behind it that what it writes is not read by it elsewhere, which gcc cannot tell here.
+#if defined(__GNUC__) && !defined(__clang__)
 #define ZELMO_INDEPENDENT _Pragma("GCC ivdep")
 #else
 #define ZELMO_INDEPENDENT

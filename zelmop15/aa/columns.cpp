@@ -92,6 +92,7 @@ struct Factors {
     uint32_t *const odd_high = columns.odd_high + column;
     ZELMO_INDEPENDENT
     for (uint32_t m = 0; m < count / lanes * lanes; ++m) {
+        // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): the constructor has cleared all columns
         uint32_t even_sum = even[m];
         uint32_t even_high_sum = even_high[m];
         uint32_t odd_sum = odd[m];
@@ -153,12 +154,14 @@ struct Factors {
     alignas(32) uint32_t low[room];
     alignas(32) uint32_t high[room];
     clear(0, 2 * factors.count + group, low, high);
-    for (uint32_t i = 0; i < factors.count; i += group) {
+    for (size_t i = 0; i < factors.count; i += group) {
         std::memcpy(low + group + 2 * i, factors.low + i, group * sizeof *low);
         std::memcpy(high + group + 2 * i, factors.high + i, group * sizeof *high);
     }
-    for (uint32_t i = 0; i < factors.count; i += group)
-        add_rows(factors, i, low + group + 2 * i, high + group + 2 * i, 2 * group, columns, 2 * i);
+    for (uint32_t i = 0; i < factors.count; i += group) {
+        const uint32_t place = 2 * i;
+        add_rows(factors, i, low + group + place, high + group + place, 2 * group, columns, place);
+    }
 }
 
 }  // namespace
@@ -194,6 +197,7 @@ ZELMO_CLONES void square_limbs(const uint32_t *a, uint32_t count, uint32_t *resu
     Columns own(2 * factors.count);
     multiply_groups(factors, own);
     for (uint32_t m = 0; m < 2 * factors.count; ++m) {
+        // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): likewise
         own.even[m] += 2 * columns.even[m];
         own.even_high[m] += 2 * columns.even_high[m];
         own.odd[m] += 2 * columns.odd[m];

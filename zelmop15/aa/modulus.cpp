@@ -33,14 +33,15 @@ struct Columns {
     alignas(32) uint32_t words[column_room];
     alignas(32) int32_t high[column_room];
 
-    void take(const uint32_t *limbs, uint32_t count) {
+    Columns(const uint32_t *limbs, uint32_t count) {
+        const size_t end = lanes + size_t{2} * count;
         std::memset(words, 0, lanes * sizeof *words);
         for (uint32_t i = 0; i < count; ++i) {
             words[lanes + 2 * i] = limbs[i] & low_half;
             words[lanes + 2 * i + 1] = limbs[i] >> half_bits;
         }
-        std::memset(words + lanes + size_t{2} * count, 0, 2 * lanes * sizeof *words);
-        std::memset(high, 0, (size_t{2} * count + 3 * lanes) * sizeof *high);
+        std::memset(words + end, 0, 2 * sizeof(uint32_t) * lanes);
+        std::memset(high, 0, (end + size_t{2} * lanes) * sizeof *high);
     }
     // A column with all that is owed to it so far.
     [[nodiscard]] int32_t value(int32_t column) const {
@@ -143,8 +144,7 @@ Modulus::Modulus(const uint32_t *limbs, uint32_t count) : count_(count), inverse
 }
 
 ZELMO_CLONES void Modulus::divide(uint32_t *a, uint32_t a_count) const {
-    Columns columns;
-    columns.take(a, a_count);
+    Columns columns(a, a_count);
     const auto width = static_cast<int32_t>(2 * count_);
     const int32_t *const digits = digits_ + lanes;
     auto row = static_cast<int32_t>(2 * (a_count - count_));
