@@ -285,6 +285,28 @@ TEST(Gcd, Agrees) {
     }
 }
 
+TEST(Gcd, InversesUpToTheLimit) {
+    Seeded random;
+    for (unsigned limbs : {257u, 400u, 512u}) {
+        // A remainder of half the size comes first, and a very small one behind it, so that there is a long quotient.
+        const mpz_class m = all_ones(limbs) - 2 * random_number(random, 100);
+        const mpz_class a = m / power_of_2(16 * limbs) | 1;
+        mpz_class expected;
+        const bool exists = mpz_invert(expected.get_mpz_t(), a.get_mpz_t(), m.get_mpz_t()) != 0;
+        Number gcd;
+        Number inverse;
+        ASSERT_EQ(aa_gcd2(Number(a), Number(m), gcd, inverse), exists ? 0 : 1);
+        if (exists) {
+            EXPECT_EQ(inverse.value(), expected);
+        }
+        const mpz_class odd = random_number(random, 32 * limbs - 5) | 1;
+        const mpz_class power = power_of_2(32 * limbs - 3);
+        mpz_invert(expected.get_mpz_t(), odd.get_mpz_t(), power.get_mpz_t());
+        ASSERT_EQ(aa_gcd2(Number(odd), Number(power), gcd, inverse), 0);
+        EXPECT_EQ(inverse.value(), expected);
+    }
+}
+
 TEST(Gcd, SpecialValues) {
     Number result;
     EXPECT_EQ(aa_gcd1(Number(0), Number(0), result), 1);

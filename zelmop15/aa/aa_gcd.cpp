@@ -1,7 +1,7 @@
 // Greatest common divisors and inverses.
 #include <utility>
 
-#include "aa/word.h"
+#include "aa/modulus.h"
 
 namespace {
 
@@ -35,8 +35,10 @@ Step reduce_by(aauint *high, const aauint *low, aauint *high_factor, const aauin
         return Step::failed;
     if (high[0] == 0)
         return Step::last;
+    // Together they may pass the greatest length.
     aauint product[2 * AA_BUFFER_WORDS];
-    aa_zmmult(quotient, low_factor, product, m);
+    aa_zmult(quotient, low_factor, product);
+    reduce(product, m);
     aa_msub(high_factor, product, high_factor, m);
     return Step::more;
 }

@@ -3,12 +3,12 @@
 // The dividend lies in columns of 16 bits, as in columns.h: a column is a word that has lost its overflows, and the sum
 // of the high halves of what was taken from it, which is owed to the column above. Quotient digits are rounded to the
 // nearest, so they and the remainders are signed, and the remainder R after each digit is at most about half of the
-// modulus M: |R| < (1/2 + 2^-5) M. That leaves room for an estimate that is a little off: there is no correction, and
+// modulus M: |R| < (1/2 + 2^-4) M. That leaves room for an estimate that is a little off: there is no correction, and
 // the next digit is estimated while the row of products of the last one is still being taken off the columns below.
 //
-// Bounds. The quotient digits are below 2^15 + 2^11, the modulus' digits are balanced, so a product is below 2^30.1 and
-// two of them do not overflow together. With up to 2 * AA_MAX_LIMBS + 1 rows a column's low halves sum to less than
-// 2^27, its high halves to less than 2^25.
+// Bounds. With up to 4 * AA_MAX_LIMBS + 1 rows a column's low halves sum to less than 2^28, its high halves to less
+// than 2^26, of which an estimate does not see more than 1/16 of a digit. So quotient digits are below 2^15 + 2^12; the
+// modulus' digits are balanced, a product of both is below 2^30.2, and two of them do not overflow together.
 #include "aa/modulus.h"
 
 #include "aa/divide.h"
@@ -17,7 +17,7 @@ namespace {
 
 using namespace aa;
 
-constexpr uint32_t column_room = lanes + 2 * (AA_MAX_LIMBS + 1) + 2 * lanes;
+constexpr uint32_t column_room = lanes + 2 * (2 * AA_MAX_LIMBS + 1) + 2 * lanes;
 constexpr int32_t balance = 1 << (half_bits - 1);
 
 int32_t as_signed(uint32_t word) {
@@ -70,8 +70,8 @@ template <bool Two>
     }
 }
 
-// The remainder's top: its sum of columns from the one above the row's top digit on is known to 2^-6 of the modulus'
-// top digit. Three columns are taken out of the others, the lowest of them with its carry handed up.
+// The remainder's top, from the column above the row's top digit on. Three columns are taken out of the others, the
+// lowest of them with its carry handed up.
 struct Top {
     uint32_t column[3];
     int32_t estimate;  // half of the top two columns as one number
@@ -175,6 +175,25 @@ void Modulus::reduce(aauint *a) const {
         return;
     divide(a + 1, a[0]);
     set_length(a, count_);
+}
+
+void reduce(aauint *a, const aauint *m) {
+    const uint32_t m_count = m[0];
+    if (aa_comp(a, m) == 1)
+        return;
+    const uint32_t shift = leading_zeros(m[m_count]);
+    if (shift == 0) {
+        Modulus(m + 1, m_count).reduce(a);
+        return;
+    }
+    Buffer aligned;
+    shift_limbs_left(m + 1, m_count, shift, aligned);
+    const uint32_t out = shift_limbs_left(a + 1, a[0], shift, a + 1);
+    if (out != 0)
+        a[++a[0]] = out;
+    Modulus(aligned, m_count).reduce(a);
+    shift_limbs_right(a + 1, a[0], shift, a + 1);
+    set_length(a, a[0]);
 }
 
 }  // namespace aa

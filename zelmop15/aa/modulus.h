@@ -13,7 +13,7 @@ class Modulus {
     /// Takes the `count` limbs, 1 to AA_MAX_LIMBS, of a modulus whose top bit is set.
     Modulus(const uint32_t *limbs, uint32_t count);
 
-    /// Replaces the limbs of a, up to AA_MAX_LIMBS + 1, by those of a modulo the modulus, and sets its length.
+    /// Replaces the limbs of a, up to 2 * AA_MAX_LIMBS + 1, by those of a modulo the modulus, and sets its length.
     void reduce(aauint *a) const;
 
   private:
@@ -30,6 +30,10 @@ class Modulus {
     alignas(32) int32_t digits_[lanes + 2 * AA_MAX_LIMBS + 2 * lanes];
     aauint limbs_[AA_MAX_LIMBS];
 };
+
+/// a = a mod m, for an m that is not zero and an a of up to 2 * AA_MAX_LIMBS limbs, with room for one more unless the
+/// top bit of m is set.
+void reduce(aauint *a, const aauint *m);
 
 }  // namespace aa
 
