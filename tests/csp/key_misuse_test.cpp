@@ -71,6 +71,32 @@ TEST(Misuse, SigningKnowsFewerSchemesThanVerifying) {
     }
 }
 
+// Every number is held to 1025 octets, and nothing is cleared before.
+TEST(Misuse, NumbersMayBeTooLong) {
+    const Value fits(Octets(1025, 1));
+    const Value long_one(Octets(1026, 1));
+    const Value text("text");
+    CspContext context = {};
+    CspContext *const ctx = &context;
+    const Trace trace;
+    const auto each = [&](auto call, size_t count) {
+        for (size_t which = 0; which < count; ++which) {
+            Result out;
+            Trace::take();
+            EXPECT_EQ(call([&](size_t i) -> const Bytestring * { return i == which ? long_one : fits; }, out.place()),
+                      CSP_ERR_PARAM);
+            EXPECT_EQ(Trace::take(), std::vector<std::string>{"1 Maximal length of 8200 bits exceeded"});
+            EXPECT_FALSE(out.is_null());
+        }
+    };
+    for (const auto operation : {CSP_RSA_public_decryption, CSP_RSA_raw_public, CSP_RSA_public_encryption})
+        each([&](auto a, Bytestring **out) { return operation(ctx, a(0), a(1), text, out); }, 2);
+    each([&](auto a, Bytestring **) { return CSP_RSA_verify(ctx, 6, a(0), a(1), text, text); }, 2);
+    each([&](auto a, Bytestring **) { return CSP_DSS_verify(ctx, 17, a(0), a(1), a(2), a(3), text, text); }, 4);
+    each([&](auto a, Bytestring **out) { return CSP_DSS_sign(ctx, 17, a(0), a(1), a(2), a(3), text, out); }, 4);
+    each([&](auto a, Bytestring **out) { return CSP_DSS_key_generation(ctx, a(0), a(1), a(2), out, out); }, 3);
+}
+
 TEST(Misuse, OfTheNumbersBelowEndsTheProcess) {
     const RsaTestKey test_key = identity_key(512);
     const OwnedRsaKey owned(asn1_private_key_to_rsa(Value(test_key.private_der)));
