@@ -232,6 +232,10 @@ TEST(Exponentiation, ModuliUpToTheLimit) {
         EXPECT_EQ(aa_mexp(Number(base), Number(65537), result, Number(m)), 0);
         EXPECT_EQ(result.value(), power(base, 65537, m)) << bits;
     }
+    // A base of the greatest length is reduced all the same.
+    Number longest;
+    EXPECT_EQ(aa_mexp(Number(all_ones(513)), Number(5), longest, Number(1000003)), 0);
+    EXPECT_EQ(longest.value(), power(all_ones(513), 5, 1000003));
     // One limb more, and full-length squares are skipped without a word.
     for (const mpz_class &m : {mpz_class(power_of_2(8193) - 1), all_ones(257)}) {
         const mpz_class base = m - 2;

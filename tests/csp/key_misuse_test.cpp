@@ -71,7 +71,7 @@ TEST(Misuse, SigningKnowsFewerSchemesThanVerifying) {
     }
 }
 
-// Every number is held to 1025 octets, and nothing is cleared before.
+// The numbers of RSA are held to 1025 octets, and nothing is cleared before.
 TEST(Misuse, NumbersMayBeTooLong) {
     const Value fits(Octets(1025, 1));
     const Value long_one(Octets(1026, 1));
@@ -92,9 +92,34 @@ TEST(Misuse, NumbersMayBeTooLong) {
     for (const auto operation : {CSP_RSA_public_decryption, CSP_RSA_raw_public, CSP_RSA_public_encryption})
         each([&](auto a, Bytestring **out) { return operation(ctx, a(0), a(1), text, out); }, 2);
     each([&](auto a, Bytestring **) { return CSP_RSA_verify(ctx, 6, a(0), a(1), text, text); }, 2);
-    each([&](auto a, Bytestring **) { return CSP_DSS_verify(ctx, 17, a(0), a(1), a(2), a(3), text, text); }, 4);
-    each([&](auto a, Bytestring **out) { return CSP_DSS_sign(ctx, 17, a(0), a(1), a(2), a(3), text, out); }, 4);
-    each([&](auto a, Bytestring **out) { return CSP_DSS_key_generation(ctx, a(0), a(1), a(2), out, out); }, 3);
+}
+
+// Those of DSA are held to nothing but what the arithmetic can take.
+TEST(Misuse, NumbersOfDsaMayBeBeyondTheArithmetic) {
+    const Value fits(Octets(20, 1));
+    const Value text(Octets(20, 2));
+    const Value signature(der(0x30, {der(0x02, {{1}}), der(0x02, {{1}})}));
+    CspContext context = {nullptr, PTHREAD_MUTEX_INITIALIZER};
+    ASSERT_EQ(CSP_RNG_set_state(&context, fits), 0u);
+    // 257 limbs give wrong powers and 258 none; 513 are the most of any number.
+    for (const size_t octets : {size_t{1028}, size_t{1032}, size_t{2052}, size_t{2056}, size_t{10000}}) {
+        const Value long_one(Octets(octets, 0xA5));
+        for (size_t which = 0; which < 4; ++which) {
+            const auto number = [&](size_t i) -> const Bytestring * { return i == which ? long_one : fits; };
+            Result out, y, x;
+            EXPECT_EQ(CSP_DSS_verify(&context, 17, number(0), number(1), number(2), number(3), text, signature),
+                      CSP_ERR_BAD_SIGNATURE);
+            const uint32_t signed_with =
+                CSP_DSS_sign(&context, 17, number(0), number(1), number(2), number(3), text, out.place());
+            const uint32_t made =
+                CSP_DSS_key_generation(&context, number(0), number(1), number(2), y.place(), x.place());
+            if (octets > 2052 || (which == 0 && octets > 1028)) {
+                EXPECT_EQ(signed_with, CSP_ERR_MEMORY) << which << " " << octets;
+                EXPECT_EQ(made, which < 3 ? CSP_ERR_MEMORY : 0u) << which << " " << octets;
+            }
+        }
+    }
+    Bytestring_free(context.state);
 }
 
 TEST(Misuse, OfTheNumbersBelowEndsTheProcess) {

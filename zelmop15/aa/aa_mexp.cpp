@@ -111,7 +111,8 @@ int32_t aa_mexpn(const aauint *base, const aauint *exponent, aauint *result, con
     if (!table.allocate_all())
         return -1;
     aauint value[AA_BUFFER_WORDS + 2];
-    aa_mod(base, value, m);
+    aa_copy(base, value);
+    reduce(value, m);
     if (value[0] == 0) {
         result[0] = 0;
         return 0;

@@ -69,8 +69,6 @@ uint32_t CSP_DSS_verify(CspContext *ctx, int32_t alg, const Bytestring *p, const
                         const Bytestring *y, const Bytestring *text, const Bytestring *signature) {
     if (!csp::given(p, q, g, y, text, signature))
         return CSP_ERR_PARAM;
-    if (!csp::within_limit(p, q, g, y))
-        return csp::too_long();
     csp::trace(parameters_text, p, q, g);
     csp::trace("DSS public key", y);
     csp::trace("DSS text", text);
@@ -98,8 +96,6 @@ uint32_t CSP_DSS_sign(CspContext *ctx, int32_t alg, const Bytestring *p, const B
                       const Bytestring *x, const Bytestring *text, Bytestring **out) {
     if (!csp::given(ctx) || !csp::given(p, q, g, x, text, out))
         return CSP_ERR_PARAM;
-    if (!csp::within_limit(p, q, g, x))
-        return csp::too_long();
     *out = nullptr;
     csp::trace("DSS (p, q, g)", p, q, g);
     csp::trace("DSS tbs", text);
@@ -118,8 +114,6 @@ uint32_t CSP_DSS_key_generation(CspContext *ctx, const Bytestring *p, const Byte
                                 Bytestring **y, Bytestring **x) {
     if (!csp::given(p, q, g, y, x))
         return CSP_ERR_PARAM;
-    if (!csp::within_limit(p, q, g))
-        return csp::too_long();
     *y = nullptr;
     *x = nullptr;
     csp::trace(parameters_text, p, q, g);

@@ -6,6 +6,8 @@
 namespace csp {
 
 OwnedNumber number_of(const Bytestring *octets) {
+    if (octets->len > UINT32_MAX / 8)
+        return nullptr;
     OwnedNumber number(aa_new(8 * octets->len));
     if (number != nullptr)
         aa_uchar2aauint(number.get(), 8 * octets->len, octets->data);

@@ -9,8 +9,6 @@
 #include "runtime/assertion.h"
 #include "runtime/owned.h"
 
-#define ASSERT_GIVEN(argument) ZELMO_ASSERT((argument) != nullptr, #argument " != ((void *)0)")
-
 namespace {
 
 constexpr uint32_t aes_block = 16;
@@ -84,7 +82,7 @@ uint32_t replace_state(CspContext *ctx, void *seed) {
 
 uint32_t copy_state(CspContext *ctx, void *copy) {
     const Bytestring *const state = ctx->state;
-    ASSERT_GIVEN(state);
+    ZELMO_ASSERT_GIVEN(state);
     auto *const made = static_cast<Bytestring **>(copy);
     *made = Bytestring_clone(state);
     if (*made == nullptr)
@@ -136,14 +134,14 @@ void shape_top(uint8_t *buffer, uint32_t bits, int32_t top) {
 extern "C" {
 
 uint32_t trng_lock(CspContext *csp) {
-    ASSERT_GIVEN(csp);
+    ZELMO_ASSERT_GIVEN(csp);
     if (pthread_mutex_lock(&csp->lock) != 0)
         return CSP_ERR_INTERNAL;
     return 0;
 }
 
 uint32_t trng_unlock(CspContext *csp) {
-    ASSERT_GIVEN(csp);
+    ZELMO_ASSERT_GIVEN(csp);
     if (pthread_mutex_unlock(&csp->lock) != 0)
         return CSP_ERR_INTERNAL;
     return 0;
@@ -151,10 +149,10 @@ uint32_t trng_unlock(CspContext *csp) {
 
 uint32_t trng_crypt(CspContext *csp, uint32_t direction, const Bytestring *key, const Bytestring *input,
                     Bytestring *output) {
-    ASSERT_GIVEN(csp);
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(input);
-    ASSERT_GIVEN(output);
+    ZELMO_ASSERT_GIVEN(csp);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(input);
+    ZELMO_ASSERT_GIVEN(output);
     SymCipherSession *session = nullptr;
     if (const uint32_t failure = CSP_sym_init(csp, CSP_SYM_ARCFOUR, key, nullptr, &session); failure != 0)
         return failure;
@@ -165,19 +163,19 @@ uint32_t trng_crypt(CspContext *csp, uint32_t direction, const Bytestring *key, 
 }
 
 uint32_t CSP_RNG_set_state(CspContext *ctx, const Bytestring *state) {
-    ASSERT_GIVEN(ctx);
-    ASSERT_GIVEN(state);
+    ZELMO_ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(state);
     return with_state(ctx, replace_state, const_cast<Bytestring *>(state));
 }
 
 uint32_t CSP_RNG_get_state(CspContext *ctx, Bytestring **state) {
-    ASSERT_GIVEN(ctx);
-    ASSERT_GIVEN(state);
+    ZELMO_ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(state);
     return with_state(ctx, copy_state, state);
 }
 
 uint32_t CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out) {
-    ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(ctx);
     if (out == nullptr)
         return CSP_ERR_PARAM;
     if (trng_lock(ctx) != 0)
@@ -186,7 +184,7 @@ uint32_t CSP_RNG_get_bytes(CspContext *ctx, Bytestring *out) {
 }
 
 uint32_t CSP_RNG_get_bits(CspContext *ctx, uint8_t *buffer, uint32_t bits, int32_t top, uint32_t bottom) {
-    ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(ctx);
     if (bits == 0)
         return 0;
     if (buffer == nullptr)

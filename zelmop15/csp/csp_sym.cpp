@@ -8,8 +8,6 @@
 #include "runtime/assertion.h"
 #include "runtime/owned.h"
 
-#define ASSERT_GIVEN(argument) ZELMO_ASSERT((argument) != nullptr, #argument " != ((void *)0)")
-
 namespace {
 
 enum Direction : uint32_t { encipher = 0, decipher = 1 };
@@ -171,8 +169,8 @@ int32_t get_operationmode(uint32_t alg) {
 
 uint32_t CSP_sym_init(CspContext *ctx, uint32_t alg, const Bytestring *key, const Bytestring *iv,
                       SymCipherSession **session) {
-    ASSERT_GIVEN(ctx);
-    ASSERT_GIVEN(session);
+    ZELMO_ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(session);
     OwnedBlock<SymCipherSession> made(allocate<SymCipherSession>());
     if (made == nullptr)
         return CSP_ERR_MEMORY;
@@ -184,20 +182,20 @@ uint32_t CSP_sym_init(CspContext *ctx, uint32_t alg, const Bytestring *key, cons
 }
 
 uint32_t CSP_sym_enc(CspContext *ctx, SymCipherSession *session, const Bytestring *in, Bytestring *out) {
-    ASSERT_GIVEN(ctx);
-    ASSERT_GIVEN(session);
+    ZELMO_ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(session);
     return run(session, encipher, in, out);
 }
 
 uint32_t CSP_sym_dec(CspContext *ctx, SymCipherSession *session, const Bytestring *in, Bytestring *out) {
-    ASSERT_GIVEN(ctx);
-    ASSERT_GIVEN(session);
+    ZELMO_ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(session);
     return run(session, decipher, in, out);
 }
 
 uint32_t CSP_sym_final(CspContext *ctx, SymCipherSession *session) {
-    ASSERT_GIVEN(ctx);
-    ASSERT_GIVEN(session);
+    ZELMO_ASSERT_GIVEN(ctx);
+    ZELMO_ASSERT_GIVEN(session);
     std::free(session->key);
     std::free(session);
     return 0;

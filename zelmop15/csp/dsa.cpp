@@ -12,6 +12,14 @@ constexpr uint32_t q_octets = 20;
 constexpr aauint *DsaKey::*numbers[] = {&DsaKey::p, &DsaKey::q,    &DsaKey::g, &DsaKey::x,
                                         &DsaKey::y, &DsaKey::kinv, &DsaKey::r};
 
+/// Whether the arithmetic can take all numbers that the key has.
+bool fits(const DsaKey *key) {
+    for (const auto number : numbers)
+        if (key->*number != nullptr && (key->*number)[0] > AA_MAX_LIMBS)
+            return false;
+    return true;
+}
+
 /// Reads a digest, of any length that a number can have; it is not cut to the length of q.
 bool read_digest(const Bytestring *digest, aauint *number) {
     if (digest->len > 4 * AA_MAX_LIMBS)
@@ -48,7 +56,7 @@ bool double_power(const aauint *a, const aauint *x, const aauint *b, const aauin
 /// The private value and what follows from it.
 bool make_pair(CspContext *ctx, DsaKey *key) {
     // Nothing is below a q of 0, so a number would be drawn for ever.
-    if (key->q[0] == 0)
+    if (!fits(key) || key->q[0] == 0)
         return false;
     const uint32_t octets = csp::octet_count(key->q);
     const OwnedBlock<uint8_t> buffer(allocate<uint8_t>(octets));
@@ -93,8 +101,9 @@ int32_t DSA_verify(const DsaKey *key, const Bytestring *digest, const aauint *r,
     Number u1;
     Number u2;
     Number v;
-    if (!read_digest(digest, u1) || aa_gcd2(s, key->q, gcd, w) == -1 || aa_mmult(u1, w, u1, key->q) != 0 ||
-        aa_mmult(w, r, u2, key->q) != 0 || !double_power(key->g, u1, key->y, u2, v, key->p) || aa_modeq(v, key->q) != 0)
+    if (!fits(key) || !read_digest(digest, u1) || aa_gcd2(s, key->q, gcd, w) == -1 ||
+        aa_mmult(u1, w, u1, key->q) != 0 || aa_mmult(w, r, u2, key->q) != 0 ||
+        !double_power(key->g, u1, key->y, u2, v, key->p) || aa_modeq(v, key->q) != 0)
         return -1;
     return aa_comp(v, r) == 0 ? 1 : 0;
 }
@@ -108,7 +117,7 @@ int32_t DSA_sign(CspContext *ctx, DsaKey *key, const Bytestring *digest, aauint 
     Number inverse;
     Number sum;
     Number text;
-    if (!draw(ctx, key->q, q_octets, buffer, k) || aa_mexp(key->g, k, first, key->p) != 0 ||
+    if (!fits(key) || !draw(ctx, key->q, q_octets, buffer, k) || aa_mexp(key->g, k, first, key->p) != 0 ||
         aa_modeq(first, key->q) != 0 || aa_gcd2(k, key->q, gcd, inverse) == -1 || !replace(key->kinv, inverse) ||
         !replace(key->r, first) || !read_digest(digest, text) || aa_mmult(key->x, key->r, sum, key->q) != 0 ||
         aa_add(sum, text, sum) != 0 || aa_mmult(sum, key->kinv, sum, key->q) != 0)

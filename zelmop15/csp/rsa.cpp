@@ -64,23 +64,23 @@ RsaKey *asn1_private_key_to_rsa(const Bytestring *der) {
 }
 
 int32_t RSA_public_decrypt(const RsaKey *key, const Bytestring *cipher, Bytestring *plain) {
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(cipher);
-    ASSERT_GIVEN(plain);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(cipher);
+    ZELMO_ASSERT_GIVEN(plain);
     return csp::raise_and_strip(key, csp::public_power, csp::private_block, cipher, plain);
 }
 
 int32_t RSA_raw_public(CspContext * /*ctx*/, const RsaKey *key, const Bytestring *plain, Bytestring *cipher) {
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(plain);
-    ASSERT_GIVEN(cipher);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(plain);
+    ZELMO_ASSERT_GIVEN(cipher);
     return csp::raise_raw(key, csp::public_power, plain, cipher);
 }
 
 int32_t RSA_public_encrypt(CspContext *ctx, const RsaKey *key, const Bytestring *plain, Bytestring *cipher) {
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(plain);
-    ASSERT_GIVEN(cipher);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(plain);
+    ZELMO_ASSERT_GIVEN(cipher);
     return csp::pad_and_raise(ctx, key, csp::public_power, csp::public_block, write_random, plain, cipher);
 }
 }

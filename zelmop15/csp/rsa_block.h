@@ -9,8 +9,6 @@
 #include "csp/rsa.h"
 #include "runtime/assertion.h"
 
-#define ASSERT_GIVEN(argument) ZELMO_ASSERT((argument) != nullptr, #argument " != ((void *)0)")
-
 namespace csp {
 
 enum BlockType : uint8_t { private_block = 1, public_block = 2 };

@@ -50,23 +50,23 @@ int32_t RSA_ModExp(aauint *result, const aauint *input, const RsaKey *key) {
 }
 
 int32_t RSA_private_decrypt(const RsaKey *key, const Bytestring *cipher, Bytestring *plain) {
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(cipher);
-    ASSERT_GIVEN(plain);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(cipher);
+    ZELMO_ASSERT_GIVEN(plain);
     return csp::raise_and_strip(key, csp::private_power, csp::public_block, cipher, plain);
 }
 
 int32_t RSA_private_encrypt(const RsaKey *key, const Bytestring *plain, Bytestring *cipher) {
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(plain);
-    ASSERT_GIVEN(cipher);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(plain);
+    ZELMO_ASSERT_GIVEN(cipher);
     return csp::pad_and_raise(nullptr, key, csp::private_power, csp::private_block, write_ff, plain, cipher);
 }
 
 int32_t RSA_raw_private(CspContext * /*ctx*/, const RsaKey *key, const Bytestring *cipher, Bytestring *plain) {
-    ASSERT_GIVEN(key);
-    ASSERT_GIVEN(cipher);
-    ASSERT_GIVEN(plain);
+    ZELMO_ASSERT_GIVEN(key);
+    ZELMO_ASSERT_GIVEN(cipher);
+    ZELMO_ASSERT_GIVEN(plain);
     return csp::raise_raw(key, csp::private_power, cipher, plain);
 }
 }

@@ -13,4 +13,7 @@
             assertion_failed(text, __FILE__, __LINE__, static_cast<const char *>(__func__)); \
     } while (false)
 
+/// Ends the process for a null argument.
+#define ZELMO_ASSERT_GIVEN(argument) ZELMO_ASSERT((argument) != nullptr, #argument " != ((void *)0)")
+
 #endif

@@ -4,8 +4,6 @@
 
 #include "runtime/assertion.h"
 
-#define ASSERT_GIVEN(bs) ZELMO_ASSERT((bs) != nullptr, #bs " != ((void *)0)")
-
 extern "C" {
 
 Bytestring *Bytestring_new(uint32_t count, const uint8_t *source) {
@@ -30,7 +28,7 @@ Bytestring *Bytestring_new(uint32_t count, const uint8_t *source) {
 }
 
 Bytestring *Bytestring_clone(const Bytestring *bs) {
-    ASSERT_GIVEN(bs);
+    ZELMO_ASSERT_GIVEN(bs);
     // An empty value has no octets to take a text from.
     return Bytestring_new(bs->len, bs->len != 0 ? bs->data : nullptr);
 }
@@ -49,8 +47,8 @@ void Bytestring_erase(Bytestring *bs) {
 }
 
 int32_t Bytestring_cmp(const Bytestring *bs1, const Bytestring *bs2) {
-    ASSERT_GIVEN(bs1);
-    ASSERT_GIVEN(bs2);
+    ZELMO_ASSERT_GIVEN(bs1);
+    ZELMO_ASSERT_GIVEN(bs2);
     if (bs1->len != bs2->len)
         return 1;
     const int order = bs1->len != 0 ? std::memcmp(bs1->data, bs2->data, bs1->len) : 0;
@@ -58,7 +56,7 @@ int32_t Bytestring_cmp(const Bytestring *bs1, const Bytestring *bs2) {
 }
 
 Bytestring *Bytestring_append(Bytestring *bs, uint32_t count, const uint8_t *source) {
-    ASSERT_GIVEN(bs);
+    ZELMO_ASSERT_GIVEN(bs);
     if (count == 0)
         return bs;
     if (count > UINT32_MAX - bs->len)
@@ -78,12 +76,12 @@ Bytestring *Bytestring_append(Bytestring *bs, uint32_t count, const uint8_t *sou
 }
 
 Bytestring *Bytestring_concat(Bytestring *bs1, const Bytestring *bs2) {
-    ASSERT_GIVEN(bs2);
+    ZELMO_ASSERT_GIVEN(bs2);
     return bs1 == nullptr ? Bytestring_clone(bs2) : Bytestring_append(bs1, bs2->len, bs2->data);
 }
 
 Bytestring *Bytestring_shift(Bytestring *bs, uint32_t count) {
-    ASSERT_GIVEN(bs);
+    ZELMO_ASSERT_GIVEN(bs);
     if (count > bs->len)
         count = bs->len;
     if (count == 0)

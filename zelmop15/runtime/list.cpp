@@ -7,7 +7,6 @@
 #include "runtime/owned.h"
 #include "runtime/rwlock.h"
 
-#define ASSERT_LIST(list) ZELMO_ASSERT((list) != nullptr, #list " != ((void *)0)")
 #define ASSERT_CLONE_HAS_FREE(element_clone, element_free)                           \
     ZELMO_ASSERT(((element_clone) == nullptr) == ((element_free) == nullptr),        \
                  "(element_clone == ((void *)0) && element_free == ((void *)0)) || " \
@@ -74,17 +73,17 @@ void List_free(List *list, List_element_free element_free) {
 }
 
 int32_t List_len(const List *list) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     return list->count;
 }
 
 void *List_get(const List *list, int32_t index) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     return index < list->count ? list->elements[index] : nullptr;
 }
 
 List *List_append(List *list, void *element, List_element_clone element_clone) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     // Room first: a clone made before a failed growth would have no owner, and there is no release to call on it.
     void *stored = nullptr;
     if (!grow(list) || !element_to_store(element, element_clone, &stored))
@@ -94,7 +93,7 @@ List *List_append(List *list, void *element, List_element_clone element_clone) {
 }
 
 List *List_remove(List *list, int32_t index, List_element_free element_free) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     if (index >= list->count)
         return list;
     if (element_free != nullptr)
@@ -108,7 +107,7 @@ List *List_remove(List *list, int32_t index, List_element_free element_free) {
 
 List *List_replace(List *list, void *element, int32_t index, List_element_clone element_clone,
                    List_element_free element_free) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     void *stored = nullptr;
     if (index >= list->count || !element_to_store(element, element_clone, &stored))
         return nullptr;
@@ -119,14 +118,14 @@ List *List_replace(List *list, void *element, int32_t index, List_element_clone 
 }
 
 List *List_empty(List *list, List_element_free element_free) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     free_elements(list, element_free);
     list->count = 0;
     return list;
 }
 
 List *List_revert(List *list) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     for (int32_t i = 0, j = list->count - 1; i < j; ++i, --j) {
         void *element = list->elements[i];
         list->elements[i] = list->elements[j];
@@ -136,7 +135,7 @@ List *List_revert(List *list) {
 }
 
 int32_t List_contains(const List *list, const void *value, List_compare compare) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     for (int32_t i = 0; i < list->count; ++i) {
         const void *element = list->elements[i];
         if (compare != nullptr ? compare(element, value) == 0 : element == value)
@@ -146,8 +145,8 @@ int32_t List_contains(const List *list, const void *value, List_compare compare)
 }
 
 int32_t List_first_common(const List *list1, const List *list2, List_compare compare) {
-    ASSERT_LIST(list1);
-    ASSERT_LIST(list2);
+    ZELMO_ASSERT_GIVEN(list1);
+    ZELMO_ASSERT_GIVEN(list2);
     for (int32_t i = 0; i < list1->count; ++i) {
         if (List_contains(list2, list1->elements[i], compare) >= 0)
             return i;
@@ -157,8 +156,8 @@ int32_t List_first_common(const List *list1, const List *list2, List_compare com
 
 List *List_intersect(const List *list1, const List *list2, List_compare compare, List_element_clone element_clone,
                      List_element_free element_free) {
-    ASSERT_LIST(list1);
-    ASSERT_LIST(list2);
+    ZELMO_ASSERT_GIVEN(list1);
+    ZELMO_ASSERT_GIVEN(list2);
     ASSERT_CLONE_HAS_FREE(element_clone, element_free);
     List *common = List_new(0);
     if (common == nullptr)
@@ -174,7 +173,7 @@ List *List_intersect(const List *list1, const List *list2, List_compare compare,
 }
 
 List *List_clone(const List *list, List_element_clone element_clone, List_element_free element_free) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     ASSERT_CLONE_HAS_FREE(element_clone, element_free);
     List *copy = List_new(list->count);
     if (copy == nullptr)
@@ -189,22 +188,22 @@ List *List_clone(const List *list, List_element_clone element_clone, List_elemen
 }
 
 int List_readlock(List *list) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     return rwl_readlock(&list->lock);
 }
 
 int List_readunlock(List *list) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     return rwl_readunlock(&list->lock);
 }
 
 int List_writelock(List *list) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     return rwl_writelock(&list->lock);
 }
 
 int List_writeunlock(List *list) {
-    ASSERT_LIST(list);
+    ZELMO_ASSERT_GIVEN(list);
     return rwl_writeunlock(&list->lock);
 }
 }
