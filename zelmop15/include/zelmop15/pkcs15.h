@@ -417,6 +417,22 @@ uint32_t pkcs15_ScSetAuthenticationObject(CardHandle card, TokenContext *tokenCo
                                           uint32_t oldLength, const uint8_t *newValue, uint32_t newLength,
                                           uint32_t flags, uint8_t *retries, uint32_t *cardError);
 
+/* ---- personalisation -------------------------------------------------------------------------------------------- */
+
+/** How a serial number is given: as 16 hexadecimal digits, which become an octet 16 (hexadecimal) and eight more. */
+enum { P15_SERIAL_NUMBER_HEX = 32 };
+
+/**
+ * Replaces label and serial number in the context and in the card's TokenInfo file, which is overwritten from its start.
+ * `label` has 32 octets of UTF-8, filled up with blanks, without a terminator; null leaves the label. A null
+ * `serialNumber` leaves the serial number. With P15_SERIAL_NUMBER_HEX in `flags` another length than 16 is
+ * PKCS15_E_INVALID_PARAMETER, while no character is refused. A failure may leave the context with values that the card
+ * does not hold, and with none where memory was short.
+ */
+uint32_t pkcs15_ScSetTokenInfo(CardHandle card, TokenContext *tokenContext, const uint8_t *label,
+                               const uint8_t *serialNumber, uint32_t serialNumberLength, uint8_t flags,
+                               uint32_t *cardError);
+
 /* ---- construction ----------------------------------------------------------------------------------------------- */
 
 /** New indirect value. The path is cloned; index and length are left out when both are 0. Null on failure. */
