@@ -138,7 +138,7 @@ const uint8_t *asn1_BitString_d(const uint8_t *z, const uint8_t *end, uint8_t im
     ZELMO_ASSERT(bs != nullptr, "s != ((void *)0)");
     *bs = nullptr;
     asn1::StringContent content;
-    z = asn1::read_string(z, end, impl_tag, 0x03, content, level);
+    z = asn1::read_string(z, end, impl_tag, 0x03, true, content, level);
     if (z == nullptr || content.count > UINT32_MAX / 8)
         return nullptr;
     *bs = asn1_BitString_new(0);

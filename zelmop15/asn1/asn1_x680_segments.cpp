@@ -11,8 +11,6 @@
 namespace asn1 {
 namespace {
 
-constexpr uint8_t bit_string = 3;
-
 // A constructed string whose segments are being read.
 struct Frame {
     const uint8_t *limit;  // The segments' end; for an indefinite length two octets before the span's end.
@@ -21,7 +19,8 @@ struct Frame {
 
 class StringReader {
   public:
-    StringReader(const uint8_t *end, uint8_t tag, uint16_t level) : end_(end), tag_(tag), level_(level) {}
+    StringReader(const uint8_t *end, uint8_t tag, bool bits, uint16_t level)
+        : end_(end), tag_(tag), bits_(bits), level_(level) {}
 
     const uint8_t *read(const uint8_t *z, uint8_t impl_tag, StringContent &content) {
         do {
@@ -95,7 +94,7 @@ class StringReader {
 
     // Takes the content of one primitive segment.
     bool take(const uint8_t *z, uint32_t length) {
-        if (tag_ == bit_string) {
+        if (bits_) {
             if (length == 0)
                 return false;
             unused_bits_ = *z++;
@@ -147,6 +146,7 @@ class StringReader {
 
     const uint8_t *const end_;
     const uint8_t tag_;
+    const bool bits_;
     const uint16_t level_;
     SmallStack<Frame> frames_;
     OwnedBlock<uint8_t> data_;
@@ -157,9 +157,9 @@ class StringReader {
 
 }  // namespace
 
-const uint8_t *read_string(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, StringContent &content,
-                           uint16_t level) {
-    return StringReader(end, tag, level).read(z, impl_tag, content);
+const uint8_t *read_string(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, bool bits,
+                           StringContent &content, uint16_t level) {
+    return StringReader(end, tag, bits, level).read(z, impl_tag, content);
 }
 
 }  // namespace asn1

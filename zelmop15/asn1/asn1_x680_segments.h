@@ -15,10 +15,10 @@ struct StringContent {
     uint32_t unused_bits = 0;  ///< BIT STRING in primitive form alone; segments are joined by whole octets.
 };
 
-/// Reads a string with this universal tag; for tag 3 each segment starts with its count of unused bits. The position
-/// behind the string, or null with nothing to release.
-const uint8_t *read_string(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, StringContent &content,
-                           uint16_t level);
+/// Reads a string with this universal tag. With `bits` each segment starts with its count of unused bits, otherwise it
+/// is octets throughout, whatever the tag. The position behind the string, or null with nothing to release.
+const uint8_t *read_string(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, uint8_t tag, bool bits,
+                           StringContent &content, uint16_t level);
 
 }  // namespace asn1
 

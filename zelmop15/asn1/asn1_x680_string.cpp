@@ -100,7 +100,7 @@ const uint8_t *asn1_ASN1String_d(const uint8_t *z, const uint8_t *end, uint8_t i
     ZELMO_ASSERT(s != nullptr, "s != ((void *)0)");
     *s = nullptr;
     asn1::StringContent content;
-    z = asn1::read_string(z, end, impl_tag, tag, content, level);
+    z = asn1::read_string(z, end, impl_tag, tag, false, content, level);
     if (z == nullptr)
         return nullptr;
     *s = asn1_ASN1String_new(0, nullptr);
