@@ -28,6 +28,7 @@ namespace asn1 {
 
 inline constexpr uint8_t constructed_bit = 0x20;
 inline constexpr uint8_t sequence_octet = 0x30;
+inline constexpr uint8_t set_octet = 0x31;
 inline constexpr uint8_t no_octet = 0;  // a CHOICE or ANY has no octet of its own
 
 // ---- coders --------------------------------------------------------------------------------------------------------
@@ -76,16 +77,16 @@ struct Coder : Thunks<Coder<T, Octet, Encode, Decode, Free, Clone>, T> {
     }
 };
 
-/// Coder of a SEQUENCE OF, held as a List.
-template <class Element>
-struct SeqOf : Thunks<SeqOf<Element>, List> {
-    static constexpr uint8_t octet = sequence_octet;
+/// Coder of elements in a row, held as a List.
+template <class Element, uint8_t Octet>
+struct ListOf : Thunks<ListOf<Element, Octet>, List> {
+    static constexpr uint8_t octet = Octet;
 
     static uint32_t e(uint8_t **cursor, uint8_t tag, const List *list) {
         return list == nullptr ? 0 : asn1_List_e(cursor, tag != 0 ? tag : octet, list, Element::e_thunk);
     }
     static const uint8_t *d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, List **list, uint16_t level) {
-        return asn1_SeqOf_d(z, end, impl_tag, Element::d_thunk, Element::free_thunk, list, level);
+        return asn1_List_d(z, end, impl_tag, octet, Element::d_thunk, Element::free_thunk, list, level);
     }
     static void free(List *list) {
         List_free(list, Element::free_thunk);
@@ -94,6 +95,11 @@ struct SeqOf : Thunks<SeqOf<Element>, List> {
         return List_clone(list, Element::clone_thunk, Element::free_thunk);
     }
 };
+
+template <class Element>
+using SeqOf = ListOf<Element, sequence_octet>;
+template <class Element>
+using SetOf = ListOf<Element, set_octet>;
 
 /// Coder of a type inside an explicit wrapper; the field's octet is the wrapper's.
 template <class Inner>
@@ -127,6 +133,7 @@ ASN1_CODER(BitString, asn1_BitString, 0x03);
 ASN1_CODER(Integer, asn1_Integer, 0x02);
 ASN1_CODER(ObjId, asn1_ObjId, 0x06);
 ASN1_CODER(GeneralizedTime, char, 0x18);
+ASN1_CODER(Time, asn1_Time, no_octet);
 #undef ASN1_CODER
 
 /// ANY: the octet of its field only tells it apart and stays in the stored bytes.
@@ -443,6 +450,22 @@ const uint8_t *decode_nested_record(const uint8_t *z, const uint8_t *end, uint8_
 #define ASN1_RECORD_CLONE(T)                         \
     extern "C" T *asn1_##T##_clone(const T *value) { \
         return asn1::clone_record(value);            \
+    }
+
+/// Defines free, clone, encode and decode of a type that is a List, by its coder of the same name.
+#define ASN1_LIST(T)                                                                                         \
+    extern "C" void asn1_##T##_free(T *list) {                                                               \
+        asn1::T::free(list);                                                                                 \
+    }                                                                                                        \
+    extern "C" T *asn1_##T##_clone(const T *list) {                                                          \
+        return list != nullptr ? asn1::T::clone(list) : nullptr;                                             \
+    }                                                                                                        \
+    extern "C" uint32_t asn1_##T##_e(uint8_t **cursor, const T *list) {                                      \
+        return asn1::T::e(cursor, 0, list);                                                                  \
+    }                                                                                                        \
+    extern "C" const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **list, \
+                                           uint16_t level) {                                                 \
+        return asn1::T::d(z, end, impl_tag, list, level);                                                    \
     }
 
 }  // namespace asn1

@@ -268,4 +268,11 @@ void asn1_LogByteArrayLine(uint16_t level, uint32_t line, const uint8_t *bytes, 
     uint32_t asn1_##T##_e(uint8_t **cursor, const T *value); \
     const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **value, uint16_t level)
 
+/// Declares the operations of a type that is a List.
+#define ASN1_DECLARE_LIST(T)                                \
+    void asn1_##T##_free(T *list);                          \
+    T *asn1_##T##_clone(const T *list);                     \
+    uint32_t asn1_##T##_e(uint8_t **cursor, const T *list); \
+    const uint8_t *asn1_##T##_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, T **list, uint16_t level)
+
 #endif
