@@ -54,6 +54,54 @@ TEST(Nesting, ConditionsAreReadCopiedWrittenAndReleased) {
     });
 }
 
+// Signed data that holds signed data that holds ... until the whole has about `size` octets; written from the back.
+Bytes nested_messages(size_t size) {
+    const Bytes type = from_hex("06{2A864886F70D010702}"), head = from_hex("020101 3100"), tail = from_hex("3100");
+    Bytes reversed(type.rbegin(), type.rend());  // the innermost has no content
+    size_t behind = 0;
+    const auto put = [&](const Bytes &octets) { reversed.insert(reversed.end(), octets.rbegin(), octets.rend()); };
+    const auto wrap = [&](uint8_t tag) {
+        uint8_t header[6];
+        uint8_t *cursor = header;
+        asn1_TagLength_e(&cursor, tag, static_cast<uint32_t>(reversed.size() + behind));
+        put(Bytes(header, cursor));
+    };
+    wrap(0x30);
+    while (reversed.size() + behind < size) {
+        behind += tail.size();
+        put(head);
+        wrap(0x30);
+        wrap(0xA0);
+        put(type);
+        wrap(0x30);
+    }
+    Bytes octets(reversed.rbegin(), reversed.rend());
+    for (; behind != 0; behind -= tail.size())
+        octets.insert(octets.end(), tail.begin(), tail.end());
+    return octets;
+}
+
+TEST(Nesting, MessagesAreReadCopiedWrittenAndReleased) {
+    on_small_stack([] {
+        const RecordType *type = find_record_type("ContentInfo");
+        const Bytes octets = nested_messages(size_t{1} << 20);
+        const Input input(octets);
+        void *value = nullptr;
+        ASSERT_EQ(type->d(input.begin(), input.end(), 0, &value, 0), input.end());
+        void *copy = type->clone(value);
+        type->free(value);
+        EXPECT_EQ(encode([&](uint8_t **cursor) { return type->e(cursor, copy); }), octets);
+        type->free(copy);
+        // The last signer infos are no set.
+        Bytes spoiled = octets;
+        spoiled[octets.size() - 2] = 0x30;
+        const Input wrong(spoiled);
+        value = nullptr;
+        EXPECT_EQ(type->d(wrong.begin(), wrong.end(), 0, &value, 0), nullptr);
+        EXPECT_EQ(value, nullptr);
+    });
+}
+
 TEST(Nesting, HeadersWithNothingInsideFailCleanly) {
     on_small_stack([] {
         for (const char *pattern : {"A180", "A280", "2480", "2380", "3080", "A080", "24820000", "A1847FFFFFFF"}) {

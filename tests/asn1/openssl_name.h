@@ -1,9 +1,10 @@
-// The text of a name, computed from what OpenSSL reads of it.
+// Names by OpenSSL: what the text of one must be, and random ones.
 #ifndef ZELMO_TESTS_ASN1_OPENSSL_NAME_H
 #define ZELMO_TESTS_ASN1_OPENSSL_NAME_H
 
 #include <map>
 #include <openssl/x509.h>
+#include <random>
 #include <string>
 
 inline std::string expected_text(const X509_NAME *name) {
@@ -41,6 +42,38 @@ inline std::string expected_text(const X509_NAME *name) {
         }
     }
     return text;
+}
+
+/// A name with every string type that OpenSSL puts into one, its RDNs sorted as in its encoding. `with_zeros`: some
+/// values hold zero octets. Released by the caller.
+inline X509_NAME *random_name(std::mt19937 &random, bool with_zeros) {
+    const char *const types[] = {"CN",       "GN",           "OU",           "ST",          "C",   "L",
+                                 "O",        "SN",           "emailAddress", "DC",          "UID", "title",
+                                 "initials", "serialNumber", "street",       "1.2.3.70000", "name"};
+    const int tags[] = {V_ASN1_UTF8STRING,    V_ASN1_PRINTABLESTRING, V_ASN1_IA5STRING,      V_ASN1_T61STRING,
+                        V_ASN1_NUMERICSTRING, V_ASN1_BMPSTRING,       V_ASN1_UNIVERSALSTRING};
+    // Pairs, so that they suit every string type; the last one holds a zero octet.
+    const std::string pairs[] = {"A/", "/,", ",=", "( ", "\xC3\xBC", "//", "b,", std::string("c\0", 2)};
+    const auto pick = [&random](size_t n) { return static_cast<size_t>(random() % n); };
+    X509_NAME *name = X509_NAME_new();
+    for (size_t entries = 1 + pick(5); entries > 0; --entries) {
+        const int tag = tags[pick(std::size(tags) - (with_zeros ? 0 : 1))];
+        std::string value;
+        for (size_t length = pick(6); length > 0; --length)
+            value += (tag == V_ASN1_UNIVERSALSTRING ? std::string(2, '\0') : "") +
+                     pairs[pick(std::size(pairs) - (with_zeros ? 0 : 1))];
+        ASN1_OBJECT *type = OBJ_txt2obj(types[pick(std::size(types))], 0);
+        X509_NAME_add_entry_by_OBJ(name, type, tag, reinterpret_cast<const uint8_t *>(value.data()),
+                                   static_cast<int>(value.size()), -1, pick(3) == 0 ? -1 : 0);
+        ASN1_OBJECT_free(type);
+    }
+    uint8_t *der = nullptr;
+    const int length = i2d_X509_NAME(name, &der);
+    X509_NAME_free(name);
+    const uint8_t *position = der;
+    name = d2i_X509_NAME(nullptr, &position, length);
+    OPENSSL_free(der);
+    return name;
 }
 
 #endif

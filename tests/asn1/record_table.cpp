@@ -2,6 +2,8 @@
 
 #include "asn1/asn1_dsa.h"
 #include "asn1/asn1_pkcs1.h"
+#include "asn1/asn1_pkcs7.h"
+#include "asn1/asn1_x509v1.h"
 
 namespace {
 
@@ -73,6 +75,22 @@ constexpr RecordType table[] = {
     CLONED(RSAPrivateKey),
     CLONED(DssParms),
     CLONED(DssSigValue),
+    CLONED(AttributeValueAssertion),
+    CLONED(Validity),
+    CLONED(Extension),
+    CLONED(SubjectPKI),
+    CLONED(Certificate_TBS),
+    CLONED(Certificate),
+    CLONED(CRLEntry),
+    CLONED(CertificateList_TBS),
+    CLONED(CertificateRevocationList),
+    CLONED(Attribute),
+    CLONED(ContentInfo),
+    CLONED(SignedData),
+    CLONED(SignerInfo),
+    CLONED(IssuerAndSerialNumber),
+    CLONED(EncryptedData),
+    CLONED(EncryptedContentInfo),
     row<Opaque, asn1_ObjectValue_new, asn1_Opaque_e, asn1_Opaque_d, asn1_Opaque_free>("Opaque"),
 };
 
