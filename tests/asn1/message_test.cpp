@@ -121,9 +121,10 @@ TEST(SignedData, OfAllThatOpenSslMakes) {
     for (const char *name : {"user1", "ec"}) {
         const Signer by = signer(name);
         const Signer second = signer("user2");
-        for (const unsigned flags :
+        for (const int choice :
              {0, CMS_NOATTR, CMS_NOCERTS, CMS_DETACHED, CMS_NOATTR | CMS_NOCERTS, CMS_NOATTR | CMS_DETACHED,
               CMS_NOCERTS | CMS_DETACHED, CMS_NOSMIMECAP, CMS_NOATTR | CMS_NOCERTS | CMS_DETACHED}) {
+            const auto flags = static_cast<unsigned>(choice);
             for (const int signers : {1, 2}) {
                 const Held<BIO> in = content();
                 const Held<CMS_ContentInfo> cms(
