@@ -32,6 +32,10 @@ std::string trace_of(std::string_view hex, Decode decode, Free free, uint16_t le
     });
 }
 
+std::string trace_of_record(const RecordType *record, std::string_view hex, uint16_t level) {
+    return trace_of<void>(hex, record->d, record->free, level);
+}
+
 TEST(Trace, IsSilentWithoutStreamOrLevel) {
     EXPECT_EQ(traced([] { asn1_LogMessage(0, "text\n"); }), "");
     asn1_LogMessage(1, "no stream\n");
@@ -108,18 +112,10 @@ TEST(Trace, RecordsKeepTheirLevelAndListsDeepenIt) {
     // The records outside PKCS#15 indent their fields and close.
     const RecordType *key = find_record_type("RSAPublicKey");
     const RecordType *digest = find_record_type("DigestInfo");
-    const auto traced_key = [](const RecordType *record, const char *hex, uint16_t level) {
-        return traced([&] {
-            const Input input(hex);
-            void *value = nullptr;
-            record->d(input.begin(), input.end(), 0, &value, level);
-            record->free(value);
-        });
-    };
-    EXPECT_EQ(traced_key(key, "3006 020105 020103", 1), "|SEQUENCE {\n|. INTEGER\n|.  5\n|. INTEGER\n|.  3\n|}\n");
-    EXPECT_EQ(traced_key(key, "3006 020105 020103", 0), "");
-    EXPECT_EQ(traced_key(key, "3003 020105", 1), "|SEQUENCE {\n|. INTEGER\n|.  5\n");
-    EXPECT_EQ(traced_key(digest, "3007 3003 06012A 0400", 1),
+    EXPECT_EQ(trace_of_record(key, "3006 020105 020103", 1), "|SEQUENCE {\n|. INTEGER\n|.  5\n|. INTEGER\n|.  3\n|}\n");
+    EXPECT_EQ(trace_of_record(key, "3006 020105 020103", 0), "");
+    EXPECT_EQ(trace_of_record(key, "3003 020105", 1), "|SEQUENCE {\n|. INTEGER\n|.  5\n");
+    EXPECT_EQ(trace_of_record(digest, "3007 3003 06012A 0400", 1),
               "|SEQUENCE {\n|. SEQUENCE {\n|. . OBJECT IDENTIFIER \n|. .   1.2\n|. }\n|. OCTETSTRING\n|}\n");
     const RecordType *condition = find_record_type("SecurityCondition");
     EXPECT_EQ(traced([&] {
@@ -131,6 +127,21 @@ TEST(Trace, RecordsKeepTheirLevelAndListsDeepenIt) {
               "|CONTEXT-SPECIFIC CONSTRUCTED [1] {\n"
               "|. OCTETSTRING\n|.   0x00000000 41 " +
                   std::string(45, ' ') + "A\n|}\n");
+}
+
+// A message shows its content's wrapper among the record's fields, and signed data as it shows on its own.
+TEST(Trace, Messages) {
+    const RecordType *message = find_record_type("ContentInfo");
+    EXPECT_EQ(trace_of_record(message, "3080 06012A A080 0500 0000 0000", 1),
+              "|SEQUENCE {\n|. OBJECT IDENTIFIER \n|.   1.2\n|. CONTEXT-SPECIFIC CONSTRUCTED [0] {\n|. [ANY]\n"
+              "|.   0x00000000 05 00 " +
+                  std::string(42, ' ') + "..\n|. }\n|}\n");
+    const std::string type = "06{2A864886F70D010702}";
+    const std::string inner = "30{02{01} 31{} 30{" + type + "} 31{}}";
+    const std::string outer = "30{02{01} 31{} 30{" + type + "A0{" + inner + "}} A0{0500} 31{}}";
+    EXPECT_EQ(trace_of_record(message, "30{" + type + "A0{" + outer + "}}", 1),
+              "|SEQUENCE {\n|. OBJECT IDENTIFIER \n|.   1.2.840.113549.1.7.2\n|. CONTEXT-SPECIFIC CONSTRUCTED [0] {\n" +
+                  trace_of_record(find_record_type("SignedData"), outer, 2) + "|. }\n|}\n");
 }
 
 }  // namespace
