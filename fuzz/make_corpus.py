@@ -5,6 +5,7 @@ import hashlib
 import json
 import pathlib
 import re
+import subprocess
 import sys
 
 HERE = pathlib.Path(__file__).parent
@@ -236,12 +237,54 @@ def verify_seeds():
             sequence(integer(1), integer(1))
 
 
+def message(*arguments):
+    """What `openssl cms` makes of a text."""
+    return subprocess.run(["openssl", "cms", "-outform", "DER", "-binary", *arguments], input=b"text", check=True,
+                          capture_output=True).stdout
+
+
+def messages():
+    signer = ["-sign", "-signer", DATA / "pki" / "user1.cert.der", "-inkey", DATA / "pki" / "user1.key.pem"]
+    for options in ([], ["-noattr"], ["-nocerts"], ["-nodetach"], ["-noattr", "-nocerts", "-nodetach"]):
+        yield message(*signer, *options)
+    for options in ([], ["-stream"]):
+        yield message("-data_create", *options)
+        yield message("-digest_create", "-md", "sha1", *options)
+        yield message("-EncryptedData_encrypt", "-secretkey", "00" * 16, "-aes128", *options)
+
+
+def x509_seeds():
+    """Type or check and its octets; see fuzz_x509.cpp."""
+    types = rows("x509.def")
+    samples = [("ContentInfo", octets) for octets in messages()]
+    algorithm = sequence(bytes.fromhex("06092a864886f70d010105"), b"\x05\0")
+    for path in sorted((DATA / "pki").glob("*.cert.der")):
+        certificate = path.read_bytes()
+        samples.append(("Certificate", certificate))
+        parts = [octets for tag, octets in elements(certificate) if tag == 0x30]
+        samples += [(name, octets) for octets in parts for name in types if len(octets) < 400]
+        for octets in parts:
+            yield bytes([0xC1]) + octets
+        name = next(octets for octets in parts[3:] if octets[2] == 0x31)
+        signed = sequence(integer(1), algorithm, name, b"\x17\x0d260901120000Z", b"\x18\x0f20991231235959Z",
+                          sequence(sequence(integer(7), b"\x17\x0d260901120000Z")))
+        samples.append(("CertificateRevocationList", sequence(signed, algorithm, b"\x03\x02\0\1")))
+    for name, octets in samples:
+        yield bytes([types.index(name)]) + octets
+        yield bytes([types.index(name) | TRACED]) + octets
+        if name in ("Certificate", "CertificateRevocationList"):
+            yield bytes([0xC2 + types.index(name)]) + octets
+    for text in (b"/c(19)=DE/o(19)=Example AG/cn(12)=A//B", b"/CN=Ann,sn(19)=1", b"/2.5.4.9(0x13)=S/,treet/m(22)=a@b",
+                 b"/gid(12)=x,g=1,gn=2,ou=3,sp=4,i=5,l=6,n=7,s=8,t=9"):
+        yield bytes([0xC0]) + text
+
+
 SEEDS = {
     "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
     "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
     "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
     "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(),
-    "fuzz_verify": verify_seeds(),
+    "fuzz_verify": verify_seeds(), "fuzz_x509": x509_seeds(),
 }
 
 

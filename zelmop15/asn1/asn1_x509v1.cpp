@@ -50,16 +50,14 @@ struct SinceVersion2 : Optional<Member, C, Octet> {
     }
 };
 
-// The key is overwritten before it is released.
-template <auto Member>
-struct WipedBits : Mandatory<Member, BitString> {
-    static void free(RecordOf<Member> &record) {
-        asn1_BitString *const key = record.*Member;
-        if (key != nullptr && key->data != nullptr)
-            explicit_bzero(key->data, key->bits / 8 + (key->bits % 8 != 0 ? 1 : 0));
-        asn1_BitString_free(key);
-    }
-};
+static void free_key(asn1_BitString *key) {
+    if (key != nullptr && key->data != nullptr)
+        explicit_bzero(key->data, key->bits / 8 + (key->bits % 8 != 0 ? 1 : 0));
+    asn1_BitString_free(key);
+}
+
+// A key is overwritten before it is released.
+using Key = Coder<asn1_BitString, 0x03, asn1_BitString_e, asn1_BitString_d, free_key, asn1_BitString_clone>;
 
 // A signature keeps all its bits when it is written.
 using Signature =
@@ -96,8 +94,8 @@ template <>
 struct Schema<::SubjectPKI> {
     using R = ::SubjectPKI;
     using fields = Sequence<
-        Mandatory<&R::algorithm, AlgId>,
-        WipedBits<&R::subjectPublicKey>>;
+        Mandatory<&R::algorithm,        AlgId>,
+        Mandatory<&R::subjectPublicKey, Key>>;
 };
 
 template <>
