@@ -2,15 +2,11 @@
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <memory>
 #include <openssl/ec.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
 
-#include "asn1/asn1_x509v1.h"
-#include "asn1/bytes.h"
-#include "asn1/openssl_name.h"
-#include "asn1/record_table.h"
+#include "asn1/x509_support.h"
 
 namespace {
 
@@ -32,29 +28,6 @@ void __wrap_explicit_bzero(void *block, size_t size) {
 
 namespace {
 
-struct Release {
-    void operator()(X509 *x) const {
-        X509_free(x);
-    }
-    void operator()(X509_CRL *x) const {
-        X509_CRL_free(x);
-    }
-    void operator()(X509_NAME *x) const {
-        X509_NAME_free(x);
-    }
-    void operator()(EVP_PKEY *x) const {
-        EVP_PKEY_free(x);
-    }
-    void operator()(Certificate *x) const {
-        asn1_Certificate_free(x);
-    }
-    void operator()(CertificateRevocationList *x) const {
-        asn1_CertificateRevocationList_free(x);
-    }
-};
-template <class T>
-using Held = std::unique_ptr<T, Release>;
-
 template <class T>
 Bytes der_of(int (*i2d)(const T *, uint8_t **), const T *value) {
     uint8_t *der = nullptr;
@@ -63,10 +36,6 @@ Bytes der_of(int (*i2d)(const T *, uint8_t **), const T *value) {
     const Bytes octets(der, der + length);
     OPENSSL_free(der);
     return octets;
-}
-
-Bytes written(const char *type, const void *value) {
-    return encode([&](uint8_t **cursor) { return find_record_type(type)->e(cursor, value); });
 }
 
 // Decodes; the value and its copy are written as they were read.

@@ -1,42 +1,12 @@
 // Messages: what OpenSSL makes of all kinds, and what is refused.
 #include <functional>
 #include <gtest/gtest.h>
-#include <memory>
-#include <openssl/cms.h>
 #include <openssl/pem.h>
 
 #include "asn1/asn1_oid.h"
-#include "asn1/asn1_pkcs7.h"
-#include "asn1/asn1_x509v1.h"
-#include "asn1/bytes.h"
-#include "asn1/openssl_name.h"
-#include "asn1/record_table.h"
+#include "asn1/x509_support.h"
 
 namespace {
-
-struct Release {
-    void operator()(ContentInfo *x) const {
-        asn1_ContentInfo_free(x);
-    }
-    void operator()(CMS_ContentInfo *x) const {
-        CMS_ContentInfo_free(x);
-    }
-    void operator()(X509 *x) const {
-        X509_free(x);
-    }
-    void operator()(EVP_PKEY *x) const {
-        EVP_PKEY_free(x);
-    }
-    void operator()(BIO *x) const {
-        BIO_free_all(x);
-    }
-};
-template <class T>
-using Held = std::unique_ptr<T, Release>;
-
-Bytes written(const char *type, const void *value) {
-    return encode([&](uint8_t **cursor) { return find_record_type(type)->e(cursor, value); });
-}
 
 Held<ContentInfo> decode(const Bytes &octets) {
     const Input input(octets);

@@ -1,33 +1,13 @@
 // Names: the tree, the text, and what each loses of the other.
 #include <gtest/gtest.h>
-#include <memory>
 #include <random>
 
 #include "asn1/asn1_oid.h"
-#include "asn1/asn1_x501.h"
 #include "asn1/asn1_x520.h"
-#include "asn1/bytes.h"
-#include "asn1/openssl_name.h"
+#include "asn1/x509_support.h"
 #include "support/alloc_fault.h"
 
 namespace {
-
-struct Release {
-    void operator()(List *sequence) const {
-        asn1_RDNSequence_free(sequence);
-    }
-    void operator()(char *text) const {
-        asn1_Name_free(text);
-    }
-    void operator()(AttributeValueAssertion *assertion) const {
-        asn1_AttributeValueAssertion_free(assertion);
-    }
-    void operator()(X509_NAME *name) const {
-        X509_NAME_free(name);
-    }
-};
-template <class T>
-using Held = std::unique_ptr<T, Release>;
 
 Held<List> decode(std::string_view hex) {
     const Input input(hex);

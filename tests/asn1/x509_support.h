@@ -1,11 +1,45 @@
-// Names by OpenSSL: what the text of one must be, and random ones.
-#ifndef ZELMO_TESTS_ASN1_OPENSSL_NAME_H
-#define ZELMO_TESTS_ASN1_OPENSSL_NAME_H
+// What the tests of names, certificates and messages share: owners, and names by OpenSSL.
+#ifndef ZELMO_TESTS_ASN1_X509_SUPPORT_H
+#define ZELMO_TESTS_ASN1_X509_SUPPORT_H
 
 #include <map>
+#include <memory>
+#include <openssl/cms.h>
 #include <openssl/x509.h>
 #include <random>
 #include <string>
+
+#include "asn1/asn1_pkcs7.h"
+#include "asn1/asn1_x509v1.h"
+#include "asn1/bytes.h"
+#include "asn1/record_table.h"
+
+struct Release {
+#define RELEASE(T, free)              \
+    void operator()(T *value) const { \
+        free(value);                  \
+    }
+    RELEASE(List, asn1_RDNSequence_free)
+    RELEASE(char, asn1_Name_free)
+    RELEASE(AttributeValueAssertion, asn1_AttributeValueAssertion_free)
+    RELEASE(Certificate, asn1_Certificate_free)
+    RELEASE(CertificateRevocationList, asn1_CertificateRevocationList_free)
+    RELEASE(ContentInfo, asn1_ContentInfo_free)
+    RELEASE(X509_NAME, X509_NAME_free)
+    RELEASE(X509, X509_free)
+    RELEASE(X509_CRL, X509_CRL_free)
+    RELEASE(EVP_PKEY, EVP_PKEY_free)
+    RELEASE(CMS_ContentInfo, CMS_ContentInfo_free)
+    RELEASE(BIO, BIO_free_all)
+#undef RELEASE
+};
+template <class T>
+using Held = std::unique_ptr<T, Release>;
+
+/// The octets of a record of the named type.
+inline Bytes written(const char *type, const void *value) {
+    return encode([&](uint8_t **cursor) { return find_record_type(type)->e(cursor, value); });
+}
 
 inline std::string expected_text(const X509_NAME *name) {
     static const std::map<std::string, std::string> short_names = {{"CN", "cn"},
