@@ -5,12 +5,15 @@
 #include <new>
 #include <utility>
 
+#include "virtualcard/image_hold.h"
+
 namespace virtualcard {
 
 const VirtualCard::Instruction VirtualCard::instructions[] = {
     {0x20, &VirtualCard::verify},
     {0x24, &VirtualCard::changeReferenceData},
     {0x2C, &VirtualCard::resetRetryCounter},
+    {0x44, &VirtualCard::activateFile},
     {0x82, &VirtualCard::externalAuthenticate},
     {0x84, &VirtualCard::getChallenge},
     {0xA4, &VirtualCard::select},
@@ -23,7 +26,11 @@ const VirtualCard::Instruction VirtualCard::instructions[] = {
     {0xD7, &VirtualCard::updateBinaryOdd},
     {0xD8, &VirtualCard::putKey, true},
     {0xDC, &VirtualCard::updateRecord},
+    {0xE0, &VirtualCard::createFile},
     {0xE2, &VirtualCard::appendRecord},
+    {0x10, &VirtualCard::enterPhase, true},
+    {0xE0, &VirtualCard::createSecret, true},
+    {0xE4, &VirtualCard::eraseFiles, true},
 };
 
 namespace {
@@ -61,11 +68,39 @@ std::unique_ptr<VirtualCard> VirtualCard::load(const std::string &file) {
 
 void VirtualCard::save() {
     if (!file_.empty())
-        writeImage(file_, image_, identity_);
+        writeImage(file_, image_, identity_, hold_.get());
+    changed_ = false;
+}
+
+VirtualCard::~VirtualCard() = default;
+
+void VirtualCard::hold() {
+    if (!file_.empty() && hold_ == nullptr)
+        hold_ = std::make_unique<ImageHold>(file_);
+}
+
+void VirtualCard::letGo() {
+    hold_.reset();
+}
+
+bool VirtualCard::heldByAnother() const {
+    return !file_.empty() && hold_ == nullptr && isHeld(file_);
+}
+
+// Who resets the card sees it as it is then, whoever has changed it.
+void VirtualCard::refresh() {
+    if (file_.empty() || isUnchanged(file_, identity_))
+        return;
+    FileIdentity identity;
+    CardImage image = readImage(file_, identity);
+    identity_ = identity;
+    image_ = std::move(image);
+    atr_ = image_.atr.empty() ? defaultAtr(image_.extendedLength) : image_.atr;
     changed_ = false;
 }
 
 void VirtualCard::reset() {
+    refresh();
     makeCurrent({&image_.root});
     proven_ = {};
     challenge_.clear();
@@ -128,6 +163,8 @@ VirtualCard::Answer VirtualCard::fit(Answer answer, const Command &command) {
 }
 
 uint16_t VirtualCard::usable(const File &file, Operation operation) const {
+    if (file.state == FileState::created)
+        return sw::ok;
     if (file.state != FileState::activated)
         return sw::conditionsOfUse;
     auto rule = file.access.find(operation);

@@ -26,6 +26,7 @@ class VirtualCard {
     /// answered 6581 when that fails, as it does after somebody else has changed the file. Throws ImageError.
     static std::unique_ptr<VirtualCard> load(const std::string &file);
 
+    ~VirtualCard();
     VirtualCard(const VirtualCard &) = delete;
     VirtualCard &operator=(const VirtualCard &) = delete;
 
@@ -33,8 +34,15 @@ class VirtualCard {
     void save();
     /// Runs one command of any content and returns the answer's data and status word. Throws std::bad_alloc alone.
     Bytes transmit(std::span<const uint8_t> command);
-    /// What the reader does to a card: the root is selected and nothing is proven any more.
+    /// What the reader does to a card: the root is selected and nothing is proven any more. An image that somebody else
+    /// has changed is read anew; throws ImageError when it cannot be.
     void reset();
+    /// Keeps everybody else from the image file until letGo() or the card's end; nothing for a card in memory. Throws
+    /// ImageError, of which ImageBusy when somebody else holds it.
+    void hold();
+    void letGo();
+    /// Whether another opening of the image file holds it.
+    bool heldByAnother() const;
     /// The answer to reset.
     const Bytes &atr() const {
         return atr_;
@@ -70,6 +78,7 @@ class VirtualCard {
     Answer fit(Answer answer, const Command &command);
     Answer keep(Answer answer);
     bool persist();
+    void refresh();
 
     // card_select.cpp
     Answer select(const Command &command);
@@ -118,12 +127,22 @@ class VirtualCard {
     uint16_t setValue(Secret &secret, std::span<const uint8_t> value);
     uint16_t unblockWithCode(const Secret &pin, std::span<const uint8_t> &data, bool newValueFollows);
 
+    // card_create.cpp
+    Answer createFile(const Command &command);
+    Answer activateFile(const Command &command);
+    Answer createSecret(const Command &command);
+    Answer eraseFiles(const Command &command);
+    Answer enterPhase(const Command &command);
+    uint16_t mayCreateIn(const File &df) const;
+    uint16_t placeFor(const File &file) const;
+
     uint16_t usable(const File &file, Operation operation) const;
 
     CardImage image_;
     Bytes atr_;
     std::string file_;  // empty for a card in memory
     FileIdentity identity_;
+    std::unique_ptr<ImageHold> hold_;
     bool changed_ = false;
 
     std::vector<File *> dfs_;  // from the root to the current DF

@@ -13,23 +13,9 @@ constexpr uint8_t tagData = 0x53;
 
 // Takes the object `tag` off the front of `octets`.
 bool takeObject(std::span<const uint8_t> &octets, uint8_t tag, std::span<const uint8_t> &value) {
-    if (octets.size() < 2 || octets[0] != tag)
-        return false;
-    size_t length = octets[1];
-    size_t header = 2;
-    if (length > 0x80 && length <= 0x82) {
-        header += length - 0x80;
-        if (octets.size() < header)
-            return false;
-        length = header == 3 ? octets[2] : static_cast<size_t>(octets[2] << 8 | octets[3]);
-    } else if (length >= 0x80) {
-        return false;
-    }
-    if (octets.size() - header < length)
-        return false;
-    value = octets.subspan(header, length);
-    octets = octets.subspan(header + length);
-    return true;
+    const std::optional<Object> object = virtualcard::takeObject(octets);
+    value = object ? object->value : value;
+    return object && object->tag == tag;
 }
 
 // How many octets of value fit into an object of `room` octets.

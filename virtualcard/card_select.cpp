@@ -183,9 +183,9 @@ VirtualCard::Answer VirtualCard::select(const Command &command) {
         return status;
     const File &file = *chain.back();
     makeCurrent(std::move(chain));
-    status = file.state == FileState::activated     ? sw::ok
-             : file.state == FileState::deactivated ? sw::deactivated
-                                                    : sw::terminated;
+    status = file.state == FileState::deactivated  ? sw::deactivated
+             : file.state == FileState::terminated ? sw::terminated
+                                                   : sw::ok;
     return {command.p2 == nothing ? Bytes{} : fileControlParameters(file), status};
 }
 

@@ -20,20 +20,6 @@ Bytes twoOctets(size_t value) {
     return {static_cast<uint8_t>(value >> 8u & 0xFFu), static_cast<uint8_t>(value & 0xFFu)};
 }
 
-uint8_t descriptorOctet(FileKind kind) {
-    switch (kind) {
-        case FileKind::transparent:
-            return 0x01;
-        case FileKind::linearVariable:
-            return 0x04;
-        case FileKind::tlvRecords:
-            return 0x05;
-        case FileKind::df:
-            break;
-    }
-    return 0x38;
-}
-
 Bytes descriptor(const File &file) {
     Bytes value = {descriptorOctet(file.kind)};
     if (file.kind == FileKind::linearVariable || file.kind == FileKind::tlvRecords) {
@@ -49,6 +35,8 @@ uint8_t lifeCycleOctet(FileState state) {
             return 0x04;
         case FileState::terminated:
             return 0x0C;
+        case FileState::created:
+            return 0x03;
         case FileState::activated:
             break;
     }
@@ -56,6 +44,40 @@ uint8_t lifeCycleOctet(FileState state) {
 }
 
 }  // namespace
+
+uint8_t descriptorOctet(FileKind kind) {
+    switch (kind) {
+        case FileKind::transparent:
+            return 0x01;
+        case FileKind::linearVariable:
+            return 0x04;
+        case FileKind::tlvRecords:
+            return 0x05;
+        case FileKind::df:
+            break;
+    }
+    return 0x38;
+}
+
+std::optional<Object> takeObject(std::span<const uint8_t> &octets) {
+    if (octets.size() < 2)
+        return std::nullopt;
+    size_t length = octets[1];
+    size_t header = 2;
+    if (length > 0x80 && length <= 0x82) {
+        header += length - 0x80;
+        if (octets.size() < header)
+            return std::nullopt;
+        length = header == 3 ? octets[2] : static_cast<size_t>(octets[2] << 8 | octets[3]);
+    } else if (length >= 0x80) {
+        return std::nullopt;
+    }
+    if (octets.size() - header < length)
+        return std::nullopt;
+    const Object object = {octets[0], octets.subspan(header, length)};
+    octets = octets.subspan(header + length);
+    return object;
+}
 
 void appendObject(Bytes &out, uint8_t tag, const Bytes &value) {
     out.push_back(tag);

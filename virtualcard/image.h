@@ -19,7 +19,16 @@ namespace virtualcard {
 using Bytes = std::vector<uint8_t>;
 
 enum class FileKind : uint8_t { df, transparent, linearVariable, tlvRecords };
-enum class FileState : uint8_t { activated, deactivated, terminated };
+/// `created`: conditions do not count yet, so that the file can be filled.
+enum class FileState : uint8_t { activated, deactivated, terminated, created };
+
+/// The phases of a card's life that its commands know.
+namespace phase {
+inline constexpr uint8_t delivered = 16;     ///< Nothing can be created.
+inline constexpr uint8_t initialised = 32;   ///< Anybody may create files, PINs and keys.
+inline constexpr uint8_t personalised = 41;  ///< Access conditions count; the card can be erased.
+inline constexpr uint8_t operational = 52;   ///< The card cannot be erased any more.
+}  // namespace phase
 
 /// What an access condition can stand for. `read` to `append` are for an EF, `create` and `remove` for a DF, `change`
 /// for a secret, `unblock` for a PIN.
@@ -81,7 +90,7 @@ struct CardImage {
     Bytes atr;  ///< Empty: an ATR that tells the card's own abilities (defaultAtr()).
     Bytes serial = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08};
     uint16_t model = 0x1501;
-    uint8_t lifeCycle = 52;       ///< 16 delivered, 32 initialised, 41 personalised, 52 operational.
+    uint8_t lifeCycle = phase::operational;
     bool extendedLength = false;  ///< Whether commands of extended length are accepted.
     File root;
     std::vector<Secret> pins;
@@ -109,6 +118,8 @@ CardImage readImage(const std::string &file);
 /// ImageError.
 void writeImage(const std::string &file, const CardImage &image);
 
+class ImageHold;
+
 /// One file as it stands on the disk at one time; a replaced or rewritten file differs from it.
 struct FileIdentity {
     uint64_t device = 0;
@@ -120,9 +131,12 @@ struct FileIdentity {
 };
 
 /// The same two for a file that others may write as well: readImage() tells what it read, and writeImage() refuses to
-/// overwrite a file that is not `identity` any more, and tells what it wrote.
+/// overwrite a file that is not `identity` any more, and tells what it wrote. `hold` is the caller's own hold of the
+/// file, which moves on to the new one; without it the file must not be held by anybody.
 CardImage readImage(const std::string &file, FileIdentity &identity);
-void writeImage(const std::string &file, const CardImage &image, FileIdentity &identity);
+void writeImage(const std::string &file, const CardImage &image, FileIdentity &identity, ImageHold *hold = nullptr);
+/// Whether the file is still the one that was read or written.
+bool isUnchanged(const std::string &file, const FileIdentity &identity);
 
 }  // namespace virtualcard
 

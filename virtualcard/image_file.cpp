@@ -8,6 +8,7 @@
 
 #include "virtualcard/descriptor.h"
 #include "virtualcard/image.h"
+#include "virtualcard/image_hold.h"
 #include "virtualcard/replace_file.h"
 
 namespace virtualcard {
@@ -38,9 +39,24 @@ std::string readWhole(int fd, const std::string &file) {
     return text;
 }
 
-FileIdentity replace(const std::string &target, const CardImage &image) {
+// What could not be read again is not written.
+std::string boundedText(const std::string &target, const CardImage &image) {
+    std::string text = formatImage(image);
+    if (text.size() > limits::imageText)
+        throw ImageError(target + ": would be larger than " + std::to_string(limits::imageText) + " octets");
+    return text;
+}
+
+FileIdentity replace(const std::string &target, const CardImage &image, ImageHold *hold) {
     try {
-        return identityOf(replaceFile(target, formatImage(image)));
+        const auto whenWritten = [hold](int fd) {
+            if (hold != nullptr)
+                hold->reach(fd);
+        };
+        const FileIdentity identity = identityOf(replaceFile(target, boundedText(target, image), whenWritten));
+        if (hold != nullptr)
+            hold->move();
+        return identity;
     } catch (const FileError &error) {
         throw ImageError(error.what());
     }
@@ -64,20 +80,27 @@ CardImage readImage(const std::string &file) {
     return readImage(file, identity);
 }
 
-void writeImage(const std::string &file, const CardImage &image) {
-    replace(resolvedFile(file), image);
+bool isUnchanged(const std::string &file, const FileIdentity &identity) {
+    struct stat status = {};
+    return stat(file.c_str(), &status) == 0 && identityOf(status) == identity;
 }
 
-void writeImage(const std::string &file, const CardImage &image, FileIdentity &identity) {
+void writeImage(const std::string &file, const CardImage &image) {
+    replace(resolvedFile(file), image, nullptr);
+}
+
+void writeImage(const std::string &file, const CardImage &image, FileIdentity &identity, ImageHold *hold) {
     const std::string target = resolvedFile(file);
     // Whoever else would replace the file waits here, and then sees that it is not the file any more.
     const Descriptor fd(open(target.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status = {};
     if (fd < 0 || flock(fd, LOCK_EX) != 0 || stat(target.c_str(), &status) != 0)
         failed(file, "cannot open");
+    if (hold == nullptr && isHeld(static_cast<int>(fd)))
+        throw ImageBusy(file + ": is in use by another program");
     if (identityOf(status) != identity)
         throw ImageError(file + ": has been changed by somebody else since it was read");
-    identity = replace(target, image);
+    identity = replace(target, image, hold);
 }
 
 }  // namespace virtualcard

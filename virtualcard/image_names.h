@@ -19,10 +19,11 @@ inline constexpr std::array<std::pair<FileKind, std::string_view>, 4> kinds = {{
     {FileKind::tlvRecords, "tlv-records"},
 }};
 
-inline constexpr std::array<std::pair<FileState, std::string_view>, 3> states = {{
+inline constexpr std::array<std::pair<FileState, std::string_view>, 4> states = {{
     {FileState::activated, "activated"},
     {FileState::deactivated, "deactivated"},
     {FileState::terminated, "terminated"},
+    {FileState::created, "created"},
 }};
 
 inline constexpr std::array<std::pair<Operation, std::string_view>, 7> operations = {{

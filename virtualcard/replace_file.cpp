@@ -86,13 +86,16 @@ std::string resolvedFile(const std::string &file) {
     return error ? file : target.string();
 }
 
-struct stat replaceFile(const std::string &target, std::string_view content) {
+struct stat replaceFile(const std::string &target, std::string_view content,
+                        const std::function<void(int fd)> &whenWritten) {
     TemporaryFile temporary(target);
     copyMode(target, temporary.descriptor());
     writeWhole(temporary.descriptor(), content, target);
     struct stat status = {};
     if (fstat(temporary.descriptor(), &status) != 0)
         failed(target, "cannot write");
+    if (whenWritten)
+        whenWritten(temporary.descriptor());
     temporary.become(target);
     syncDirectory(target);
     return status;

@@ -2,6 +2,7 @@
 #ifndef VIRTUALCARD_REPLACE_FILE_H
 #define VIRTUALCARD_REPLACE_FILE_H
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -19,8 +20,10 @@ class FileError : public std::runtime_error {
 std::string resolvedFile(const std::string &file);
 
 /// Writes a new file beside `target`, which then takes its place and its mode, such that, whenever the process ends,
-/// the old or the new content is there, whole. Returns the new file's status. Throws FileError.
-struct stat replaceFile(const std::string &target, std::string_view content);
+/// the old or the new content is there, whole. `whenWritten` gets the new file before it takes the place. Returns the
+/// new file's status. Throws FileError, and what `whenWritten` throws.
+struct stat replaceFile(const std::string &target, std::string_view content,
+                        const std::function<void(int fd)> &whenWritten = {});
 
 }  // namespace virtualcard
 

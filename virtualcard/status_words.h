@@ -31,6 +31,7 @@ inline constexpr uint16_t noSpace = 0x6A84;
 inline constexpr uint16_t wrongParameters = 0x6A86;
 inline constexpr uint16_t lengthParameters = 0x6A87;
 inline constexpr uint16_t referenceNotFound = 0x6A88;
+inline constexpr uint16_t existsAlready = 0x6A89;
 inline constexpr uint16_t outsideFile = 0x6B00;
 inline constexpr uint16_t exactLength = 0x6C00;  ///< Low octet: the length to ask for.
 inline constexpr uint16_t unknownInstruction = 0x6D00;

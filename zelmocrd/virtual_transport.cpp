@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "virtualcard/card.h"
+#include "virtualcard/image_hold.h"
 #include "zelmocrd/error.h"
 
 namespace zelmocrd {
@@ -14,6 +15,7 @@ class VirtualTransport : public Transport {
     explicit VirtualTransport(std::unique_ptr<virtualcard::VirtualCard> card) : card_(std::move(card)) {}
 
     Bytes transmit(std::span<const uint8_t> command) override {
+        refuseWhileHeld();
         return card_->transmit(command);
     }
 
@@ -22,11 +24,18 @@ class VirtualTransport : public Transport {
     }
 
     void reset() override {
-        card_->reset();
+        refuseWhileHeld();
+        try {
+            card_->reset();
+        } catch (const virtualcard::ImageError &error) {
+            throw ServiceError(code::removedCard, error.what());
+        }
     }
 
-    // Nobody else can reach this card, so that holding it is a matter of counting.
+    // Nobody waits: one thread may have opened the card twice, and would wait for itself.
     void beginTransaction() override {
+        if (transactions_ == 0)
+            hold();
         transactions_++;
     }
 
@@ -34,9 +43,26 @@ class VirtualTransport : public Transport {
         if (transactions_ == 0)
             throw ServiceError(code::notTransacted);
         transactions_--;
+        if (transactions_ == 0)
+            card_->letGo();
     }
 
   private:
+    void refuseWhileHeld() const {
+        if (card_->heldByAnother())
+            throw ServiceError(code::sharingViolation);
+    }
+
+    void hold() {
+        try {
+            card_->hold();
+        } catch (const virtualcard::ImageBusy &error) {
+            throw ServiceError(code::sharingViolation, error.what());
+        } catch (const virtualcard::ImageError &error) {
+            throw ServiceError(code::removedCard, error.what());
+        }
+    }
+
     std::unique_ptr<virtualcard::VirtualCard> card_;
     unsigned transactions_ = 0;
 };

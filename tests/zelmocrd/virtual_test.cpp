@@ -1,6 +1,8 @@
 // The card service with the virtual card behind it.
 #include <gtest/gtest.h>
 #include <numeric>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "support/temp_directory.h"
 #include "virtualcard/hex.h"
@@ -223,6 +225,52 @@ TEST_P(VirtualReader, TellsOfItself) {
     EXPECT_EQ(scard_EndTransaction(card, 0), 0x80100016u);
     EXPECT_EQ(scard_BeginTransaction(card), 0u);
     EXPECT_EQ(scard_EndTransaction(card, 0), 0u);
+}
+
+/// What another process gets from the card in `file`: the results of a command, a reset and a transaction.
+std::vector<uint32_t> resultsElsewhere(const std::string &file) {
+    std::vector<uint32_t> results(3);
+    int ends[2];
+    if (pipe(ends) != 0)
+        return {};
+    const pid_t process = fork();
+    if (process == 0) {
+        CardHandle other = 0;
+        zelmocrd_OpenCard(("virtual:" + file).c_str(), 0, &other);
+        results = {scardcmd_SelectFile(other, 0, nullptr, 0, nullptr), scard_ResetCard(other),
+                   scard_BeginTransaction(other)};
+        _exit(write(ends[1], results.data(), 12) == 12 ? 0 : 1);
+    }
+    close(ends[1]);
+    if (read(ends[0], results.data(), 12) != 12)
+        results.clear();
+    close(ends[0]);
+    waitpid(process, nullptr, 0);
+    return results;
+}
+
+TEST_P(VirtualReader, TransactionKeepsOtherProcessesOut) {
+    const std::vector<uint32_t> busy(3, 0x8010000B);
+    const std::vector<uint32_t> fine(3, 0);
+    EXPECT_EQ(resultsElsewhere(file), fine);
+    ASSERT_EQ(scard_BeginTransaction(card), 0u);
+    EXPECT_EQ(resultsElsewhere(file), busy);
+    ASSERT_EQ(scard_BeginTransaction(card), 0u);
+    // Each write replaces the file.
+    const uint8_t id[] = {0x01, 0x04};
+    ASSERT_EQ(scard_UpdateEF(card, id, 0, id, sizeof id), 0u);
+    EXPECT_EQ(resultsElsewhere(file), busy);
+    EXPECT_EQ(scard_ResetCard(card), 0u);
+    EXPECT_EQ(scard_EndTransaction(card, 0), 0u);
+    EXPECT_EQ(resultsElsewhere(file), busy) << "begun twice, ended once";
+    EXPECT_EQ(scard_EndTransaction(card, 0), 0u);
+    EXPECT_EQ(resultsElsewhere(file), fine);
+    CardHandle other = 0;
+    ASSERT_EQ(zelmocrd_OpenCard(("virtual:" + file).c_str(), 0, &other), 0u);
+    ASSERT_EQ(scard_BeginTransaction(other), 0u);
+    EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0x8010000Bu) << "within one process as well";
+    EXPECT_EQ(zelmocrd_CloseCard(other), 0u);
+    EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u) << "closing ends it";
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, VirtualReader, testing::Bool(),

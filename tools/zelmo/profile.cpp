@@ -94,6 +94,12 @@ CardImage recordsCard() {
     return token({0x5A, 0x45, 0x4C, 0x4D, 0x4F, 0x50, 0x15, 0x02}, true, recordDirectory);
 }
 
+CardImage blankCard() {
+    CardImage image = emptyImage({0x5A, 0x45, 0x4C, 0x4D, 0x4F, 0x50, 0x15, 0x10});
+    image.lifeCycle = virtualcard::phase::delivered;
+    return image;
+}
+
 CardImage emptyCard() {
     return emptyImage({0x5A, 0x45, 0x4C, 0x4D, 0x4F, 0x50, 0x15, 0x00});
 }
@@ -103,6 +109,7 @@ const std::vector<Profile> &profiles() {
         {"eid", "a token in transparent files, to be read only: PIN, PUK, keys, certificates, data", eidCard},
         {"records", "the same objects in record files, which can be changed after the PIN", recordsCard},
         {"empty", "a card with nothing but its root", emptyCard},
+        {"blank", "a card as it is delivered, to be made a token by a script", blankCard},
     };
     return all;
 }

@@ -24,8 +24,10 @@ const std::vector<Profile> &profiles();
 virtualcard::CardImage eidCard();
 /// A token with directories of records, which can be changed once its PIN is verified.
 virtualcard::CardImage recordsCard();
-/// A card with nothing but its root.
+/// A card with nothing but its root, in use.
 virtualcard::CardImage emptyCard();
+/// A card with nothing but its root, as it is delivered.
+virtualcard::CardImage blankCard();
 
 }  // namespace zelmo
 

@@ -52,7 +52,7 @@ typedef struct CardInfo {
     uint32_t freeMemory;     /**< Octets free for files; 0 when the card does not say. */
     uint32_t extendedLength; /**< 1 when commands may use extended length. */
     uint32_t chaining;       /**< 1 when the card announces command chaining. */
-    uint32_t lifeCycle;      /**< 16 delivered, 32 initialised, 41 personalised, 52 operational. */
+    uint32_t lifeCycle;      /**< 16 delivered, 32 initialised, 41 personalised, 52 operational; others may exist. */
 } CardInfo;
 
 /** Key length bounds of one of the card's algorithms. */
@@ -276,9 +276,13 @@ uint32_t scard_GetCardModel(CardHandle card);
 const ExtendedAlgorithmInfo *scard_GetExtendedAlgorithmInfo(uint8_t algorithmReference);
 /** Fills the buffer with random octets from the card. After a failure its content is not defined. */
 uint32_t scard_GetRandom(CardHandle card, uint8_t *buffer, uint32_t count);
-/** Resets the card: the root is selected and nothing stands verified. */
+/** Resets the card: the root is selected and nothing stands verified. A virtual card shows what others have changed. */
 uint32_t scard_ResetCard(CardHandle card);
-/** Takes the card exclusively, until as many calls of scard_EndTransaction(). */
+/**
+ * Takes the card exclusively, until as many calls of scard_EndTransaction() or the card's closing; a reset does not end
+ * it. Meanwhile commands, resets and transactions by way of any other handle, in any process, give 0x8010000B. Nobody
+ * waits: while somebody else has taken the card the result is 0x8010000B at once.
+ */
 uint32_t scard_BeginTransaction(CardHandle card);
 /** Ends the transaction; 0x80100016 when none is open. */
 uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
