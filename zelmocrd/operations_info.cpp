@@ -1,4 +1,4 @@
-// Facts about the card, its random numbers, resets and transactions.
+// Facts about the card, its random numbers, life cycle, resets and transactions.
 #include <algorithm>
 #include <cstddef>
 
@@ -52,6 +52,13 @@ CardInfo cardInfo(Card &card) {
     return info;
 }
 
+// What no standard has is a command of our own cards.
+uint32_t runProprietary(Card &card, Command command) {
+    constexpr uint8_t proprietary = 0x80;
+    command.cla = proprietary;
+    return statusCode(card.run(command).sw);
+}
+
 // A card may deliver less at a time than it is asked for.
 uint32_t getRandom(Card &card, Output &out) {
     while (out.room() != 0) {
@@ -94,6 +101,17 @@ uint32_t scard_GetRandom(CardHandle card, uint8_t *buffer, uint32_t count) {
         Output out(buffer, &count);
         return getRandom(it, out);
     });
+}
+
+uint32_t scard_LifeCycleAdministration(CardHandle card) {
+    return onCard(card, [](Card &it) {
+        constexpr uint8_t initialised = 32;
+        return runProprietary(it, {.ins = 0x10, .p2 = initialised});
+    });
+}
+
+uint32_t scardcmd_EraseFiles(CardHandle card, uint32_t /*reserved*/) {
+    return onCard(card, [](Card &it) { return runProprietary(it, {.ins = 0xE4}); });
 }
 
 uint32_t scard_ResetCard(CardHandle card) {

@@ -131,6 +131,8 @@ TEST(Handle, NoOperationTakesABadOne) {
             scardcmd_GetData(bad, 0x84, buffer, &length),
             scard_GetCardInfo(bad, &info),
             scard_GetRandom(bad, buffer, 1),
+            scard_LifeCycleAdministration(bad),
+            scardcmd_EraseFiles(bad, 0),
             scard_ResetCard(bad),
             scard_BeginTransaction(bad),
             scard_EndTransaction(bad, 0),

@@ -489,6 +489,18 @@ TEST(CardInfo, UnknownCardIsNoFailure) {
     EXPECT_EQ(info.serialLength, 32u);
 }
 
+TEST(LifeCycle, OneCommandEach) {
+    const auto administer = [](CardHandle card) { return scard_LifeCycleAdministration(card); };
+    const auto erase = [](CardHandle card) { return scardcmd_EraseFiles(card, 0); };
+    run({
+        {"administration", administer, {{"80 10 00 20", "90 00"}}},
+        {"no delivered card", administer, {{"80 10 00 20", "69 85"}}, 0xE0116985},
+        {"erased", erase, {{"80 E4 00 00", "90 00"}}},
+        {"in use", erase, {{"80 E4 00 00", "69 85"}}, 0xE0116985},
+        {"another card", erase, {{"80 E4 00 00", "6E 00"}}, 0xE0116E00},
+    });
+}
+
 TEST(Random, CollectsWhatTheCardGives) {
     uint8_t buffer[300];
     const auto call = [&buffer](uint32_t count) {

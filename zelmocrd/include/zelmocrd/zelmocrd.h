@@ -276,6 +276,13 @@ uint32_t scard_GetCardModel(CardHandle card);
 const ExtendedAlgorithmInfo *scard_GetExtendedAlgorithmInfo(uint8_t algorithmReference);
 /** Fills the buffer with random octets from the card. After a failure its content is not defined. */
 uint32_t scard_GetRandom(CardHandle card, uint8_t *buffer, uint32_t count);
+/** Takes a delivered card (life cycle 16) into its initialised phase (32): ENTER PHASE, a command of our own cards. */
+uint32_t scard_LifeCycleAdministration(CardHandle card);
+/**
+ * Erases the card's files, PINs and keys: ERASE, a command of our own cards, which take it in the phases 32 and 41. The
+ * card is in phase 32 then.
+ */
+uint32_t scardcmd_EraseFiles(CardHandle card, uint32_t reserved);
 /** Resets the card: the root is selected and nothing stands verified. A virtual card shows what others have changed. */
 uint32_t scard_ResetCard(CardHandle card);
 /**
@@ -291,10 +298,6 @@ uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
 
 /* A program that calls one of these does not link. */
 
-/** The card's life cycle administration: takes a delivered card into its initialised phase. */
-uint32_t scard_LifeCycleAdministration(CardHandle card);
-/** Erases the card's file system. */
-uint32_t scardcmd_EraseFiles(CardHandle card, uint32_t reserved);
 /** Runs a personalisation script; `handlerBytes` and `handlers` are parallel arrays of `handlerCount` elements. */
 uint32_t cpd_Execute(CardHandle card, const uint8_t *script, uint32_t scriptLength, uint32_t handlerCount,
                      const uint8_t *handlerBytes, const cpd_Handler *handlers, uint32_t reserved);
