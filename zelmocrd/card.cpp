@@ -62,6 +62,13 @@ void Card::report(std::span<const uint8_t> command, std::span<const uint8_t> ans
                static_cast<uint32_t>(answer.size()), milliseconds, traceContext_);
 }
 
+void Card::reportStop(uint32_t offset) {
+    const uint8_t octets[] = {static_cast<uint8_t>(offset >> 24u), static_cast<uint8_t>(offset >> 16u & 0xFFu),
+                              static_cast<uint8_t>(offset >> 8u & 0xFFu), static_cast<uint8_t>(offset & 0xFFu)};
+    if (trace_ != nullptr)
+        trace_(nullptr, 0, octets, sizeof octets, 0, traceContext_);
+}
+
 // One command and its answer. Data that nobody asked for is let through as far as a short answer goes: some cards tell
 // of a file although P2 of SELECT says not to.
 Answer Card::exchange(const Command &command) {

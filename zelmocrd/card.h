@@ -37,6 +37,9 @@ class Card {
         return abilities_.extendedLength ? extendedAnswerMax : shortAnswerMax;
     }
 
+    /// Tells the trace where a script has stopped.
+    void reportStop(uint32_t offset);
+
     void setTrace(zelmocrd_TraceCallback callback, void *context);
     zelmocrd_Counters counters(bool reset);
 

@@ -21,6 +21,7 @@ inline constexpr uint32_t unknownCard = 0x8010000D;
 inline constexpr uint32_t invalidValue = 0x80100011;  ///< What the card holds cannot be interpreted.
 inline constexpr uint32_t unknownError = 0x80100014;
 inline constexpr uint32_t notTransacted = 0x80100016;
+inline constexpr uint32_t unsupported = 0x80100022;
 inline constexpr uint32_t noReaders = 0x8010002E;
 inline constexpr uint32_t communication = 0x8010002F;  ///< The card does not keep to the protocol.
 inline constexpr uint32_t removedCard = 0x80100069;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "zelmocrd/boundary.h"
+#include "zelmocrd/operations.h"
 #include "zelmocrd/tlv.h"
 
 namespace zelmocrd {
@@ -95,22 +96,6 @@ Answer writePiece(Card &card, uint32_t offset, Octets data) {
     return card.run({.ins = insUpdateBinaryOdd, .data = objects});
 }
 
-// Pieces stay short: how much a card with extended length takes at once it does not say, and a file half written is
-// worse than some more commands.
-uint32_t writeBinary(Card &card, uint32_t offset, Octets data) {
-    constexpr size_t objectHeaders = 8;
-    while (!data.empty()) {
-        const size_t most = offset <= shortOffsetMax ? shortDataMax : shortDataMax - objectHeaders;
-        const size_t count = std::min(data.size(), most);
-        const Answer answer = writePiece(card, offset, data.first(count));
-        if (const uint32_t result = statusCode(answer.sw); result != code::ok)
-            return result;
-        data = data.subspan(count);
-        offset += static_cast<uint32_t>(count);
-    }
-    return code::ok;
-}
-
 uint32_t updateFile(Card &card, Octets fileId, uint32_t offset, Octets data) {
     constexpr uint8_t efOfCurrentDf = 0x02;
     constexpr uint8_t answerNothing = 0x0C;
@@ -136,6 +121,22 @@ uint32_t derLength(Card &card, uint32_t *length) {
 }
 
 }  // namespace
+
+// Pieces stay short: how much a card with extended length takes at once it does not say, and a file half written is
+// worse than some more commands.
+uint32_t writeBinary(Card &card, uint32_t offset, Octets data) {
+    constexpr size_t objectHeaders = 8;
+    while (!data.empty()) {
+        const size_t most = offset <= shortOffsetMax ? shortDataMax : shortDataMax - objectHeaders;
+        const size_t count = std::min(data.size(), most);
+        const Answer answer = writePiece(card, offset, data.first(count));
+        if (const uint32_t result = statusCode(answer.sw); result != code::ok)
+            return result;
+        data = data.subspan(count);
+        offset += static_cast<uint32_t>(count);
+    }
+    return code::ok;
+}
 
 }  // namespace zelmocrd
 

@@ -19,6 +19,8 @@ TEST(Trace, MasksWhatCanBeSecret) {
     };
     const Case cases[] = {
         {"00A40804025015", "9000", "card > 00 A4 08 04 02 50 15\ncard < 90 00 (1.25 ms)\n"},
+        {"", "0000010A", "card !! the script stopped at offset 266\n"},
+        {"80E0007302800131", "9000", "card > 80 E0 00 73 [masked]\ncard < 90 00 (1.25 ms)\n"},
         {"00B0000000", "01029000", "card > 00 B0 00 00 00\ncard < 01 02 90 00 (1.25 ms)\n"},
         {"0020008104 31323334", "63C2", "card > 00 20 00 81 [masked]\ncard < 63 C2 (1.25 ms)\n"},
         {"00200081", "63C3", "card > 00 20 00 81\ncard < 63 C3 (1.25 ms)\n"},

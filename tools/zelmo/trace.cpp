@@ -41,6 +41,9 @@ std::string body(std::span<const uint8_t> octets, bool masked) {
 
 std::string CommandTrace::format(std::span<const uint8_t> command, std::span<const uint8_t> answer,
                                  double milliseconds) {
+    if (command.empty() && answer.size() == 4)
+        return fmt::format("card !! the script stopped at offset {}\n",
+                           answer[0] << 24U | answer[1] << 16U | answer[2] << 8U | answer[3]);
     const bool has_header = command.size() >= 4;
     const bool continues = has_header && command[1] == get_response;
     masked_ = continues ? masked_ : !has_header || !isOpen(command[0], command[1]);

@@ -78,7 +78,7 @@ typedef struct ScardPinFormat {
     const uint8_t *padChar;    /**< The octet that fills the value up to the stored length, or null for none. */
 } ScardPinFormat;
 
-/** Handler of a script instruction. */
+/** Handler of a script instruction: gets the instruction's data, valid during the call; 0 lets the script go on. */
 typedef uint32_t (*cpd_Handler)(CardHandle card, const uint8_t *data, uint32_t dataLength);
 
 /* ---- readers and handles ------------------------------------------------------------------------------------------
@@ -117,8 +117,10 @@ uint32_t zelmocrd_GetATR(CardHandle card, uint8_t *buffer, uint32_t *length);
  * Receives each command as it was sent and its answer with the status word; the answer's length is 0 when none came.
  * The pointers are valid during the call, in which no function of this header may be called for the same card. PINs and
  * keys stand in the commands as they are: who writes them anywhere has to mask the data of VERIFY (20), CHANGE
- * REFERENCE DATA (24), RESET RETRY COUNTER (2C), EXTERNAL AUTHENTICATE (82) and PUT KEY (class 80, D8). Masking all but
- * the commands that are known to be harmless is safer.
+ * REFERENCE DATA (24), RESET RETRY COUNTER (2C), EXTERNAL AUTHENTICATE (82), PUT KEY (class 80, D8) and CREATE SECRET
+ * (class 80, E0). Masking all but the commands that are known to be harmless is safer.
+ * A personalisation script that stops is told of as a command of no octets, whose answer is the octet offset in the
+ * script of the instruction that failed, four octets, big-endian.
  */
 typedef void (*zelmocrd_TraceCallback)(const uint8_t *command, uint32_t commandLength, const uint8_t *answer,
                                        uint32_t answerLength, double milliseconds, void *context);
@@ -294,14 +296,21 @@ uint32_t scard_BeginTransaction(CardHandle card);
 /** Ends the transaction; 0x80100016 when none is open. */
 uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved);
 
-/* ---- declared, not yet in the library --------------------------------------------------------------------------- */
+/* ---- personalisation scripts ------------------------------------------------------------------------------------- */
 
-/* A program that calls one of these does not link. */
-
-/** Runs a personalisation script; `handlerBytes` and `handlers` are parallel arrays of `handlerCount` elements. */
+/**
+ * Runs a personalisation script (docs/script-format.md). `handlerBytes` and `handlers` are parallel arrays of
+ * `handlerCount` elements: instructions of 80 to FF are handed to the handler of their byte. The whole script is looked
+ * at before the card is: 0x80100011 for one that is cut short or not well-formed, 0x80100022 for one of another version
+ * or with an instruction that nobody knows. What the card or a handler refuses is the result, and ends the script; an
+ * answer without error that the script does not want is 0x8010002F. The card's trace then tells where.
+ */
 uint32_t cpd_Execute(CardHandle card, const uint8_t *script, uint32_t scriptLength, uint32_t handlerCount,
                      const uint8_t *handlerBytes, const cpd_Handler *handlers, uint32_t reserved);
-/** Handler for the instruction that resets the card inside a transaction. */
+/**
+ * Handler for the instruction that resets the card inside a transaction, which goes on. `data` is the path from the
+ * root, without 3F 00, of the file that is selected then; none leaves the root selected.
+ */
 uint32_t cpd_ResetTransactedCard(CardHandle card, const uint8_t *data, uint32_t dataLength);
 
 #ifdef __cplusplus
