@@ -50,6 +50,9 @@ class Arena {
     }
     /// A bit string with these bits set.
     asn1_BitString *bits(std::initializer_list<uint32_t> set) {
+        return bits(std::span(set.begin(), set.size()));
+    }
+    asn1_BitString *bits(std::span<const uint32_t> set) {
         auto *kept = make(std::vector<uint8_t>());
         uint32_t count = 0;
         for (const uint32_t bit : set) {
