@@ -41,6 +41,7 @@ inline Bytes written(const char *type, const void *value) {
     return encode([&](uint8_t **cursor) { return find_record_type(type)->e(cursor, value); });
 }
 
+/// The text of a name, spelled from its fields.
 inline std::string expected_text(const X509_NAME *name) {
     static const std::map<std::string, std::string> short_names = {{"CN", "cn"},
                                                                    {"GN", "gn"},
