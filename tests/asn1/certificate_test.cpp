@@ -132,8 +132,8 @@ TEST(Certificate, OfEveryRootThatDebianTrusts) {
         const uint8_t *position = data;
         const Held<X509> theirs(d2i_X509(nullptr, &position, length));
         expect_certificate(Bytes(data, data + length), theirs.get());
-        if (count++ < 3)
-            expect_every_prefix_refused("Certificate", Bytes(data, data + length));
+        ++count;
+        expect_every_prefix_refused("Certificate", Bytes(data, data + length));
         OPENSSL_free(name);
         OPENSSL_free(header);
         OPENSSL_free(data);
@@ -178,7 +178,7 @@ TEST(Certificate, OfAllThatOpenSslMakes) {
             add_extension(NID_subject_alt_name, "DNS:a.example,email:a@b.example", add);
         ASSERT_GT(X509_sign(x.get(), test_key(), round % 2 == 0 ? EVP_sha256() : EVP_sha1()), 0);
         expect_certificate(der_of(i2d_X509, x.get()), x.get());
-        if (round < 4)
+        if (round < 50)
             expect_every_prefix_refused("Certificate", der_of(i2d_X509, x.get()));
     }
 }
