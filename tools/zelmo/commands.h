@@ -15,7 +15,7 @@ struct Options {
     bool trace = false;    ///< Card commands and ASN.1 to stderr.
     bool json = false;     ///< JSON in the place of text.
     std::string aid;       ///< Hexadecimal AID of the application to open; empty for the PKCS#15 one.
-    std::string file;      ///< Image file.
+    std::string file;      ///< Image, profile or script file.
     std::string id;        ///< Id or label of the PIN or certificate that is meant.
     std::string pinId;     ///< Id or label of the PIN to present for a certificate; empty for the one that guards it.
     std::string pukId;     ///< Id or label of the PUK; empty for the one that the PIN names.
@@ -34,6 +34,8 @@ Exit runList(const Options &options);
 Exit runApps(const Options &options);
 Exit runCardNew(const Options &options);
 Exit runCardShow(const Options &options);
+Exit runScriptBuild(const Options &options);
+Exit runScriptShow(const Options &options);
 Exit runPinList(const Options &options);
 Exit runPinStatus(const Options &options);
 Exit runPinVerify(const Options &options);

@@ -67,6 +67,19 @@ void addCardCommands(CLI::App &app, Options &options, Run &chosen) {
     show->add_option("FILE", options.file, "Image file to show")->required();
 }
 
+void addScriptCommands(CLI::App &app, Options &options, Run &chosen) {
+    CLI::App *script = addGroup(app, "script", "Make and show personalisation scripts",
+                                "  zelmo script build token.json -o token.cpd\n  zelmo script show token.cpd");
+    CLI::App *build = addCommand(*script, "build", "Make the script that turns a blank card into a profile's token",
+                                 "  zelmo script build token.json -o token.cpd", zelmo::runScriptBuild, chosen);
+    build->add_option("PROFILE", options.file, "Profile of the token, as docs/script-format.md describes it")
+        ->required();
+    build->add_option("-o,--output", options.output, "File to write to")->type_name("FILE")->required();
+    CLI::App *show = addCommand(*script, "show", "Show a script's instructions, without the values of PINs and keys",
+                                "  zelmo script show token.cpd", zelmo::runScriptShow, chosen);
+    show->add_option("FILE", options.file, "Script to show")->required();
+}
+
 /// PINs are no arguments: other processes can see those.
 void addPinSource(CLI::App &command, Options &options) {
     CLI::Option *descriptor =
@@ -167,6 +180,7 @@ void addCommands(CLI::App &app, Options &options, Run &chosen) {
     addPinCommands(app, options, chosen);
     addCertCommands(app, options, chosen);
     addCardCommands(app, options, chosen);
+    addScriptCommands(app, options, chosen);
 }
 
 void addOptions(CLI::App &app, Options &options) {
