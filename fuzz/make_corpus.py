@@ -279,11 +279,32 @@ def x509_seeds():
         yield bytes([0xC0]) + text
 
 
+def script_seeds():
+    """A phase and instructions: a directory with files, PINs, a key, a phase."""
+    def instruction(opcode, data):
+        return bytes([opcode]) + len(data).to_bytes(3, "big") + data
+
+    def file(template, content):
+        return len(template).to_bytes(2, "big") + template + content
+
+    h = bytes.fromhex
+    whole = [
+        instruction(0x06, h("73 8004 31323334 810102 82020408")), instruction(0x06, h("02 830173 8603 070203")),
+        instruction(0x07, h("08 8010 000102030405060708090A0B0C0D0E0F 840100 8603 060273")),
+        instruction(0x02, h("6216 820138 83025015 8404A0000063 8607 04040202050273")),
+        instruction(0x03, file(h("6215 820101 83025032 80020010 880108 8605 0100020273"), h("AABBCC"))),
+        instruction(0x04, file(h("620B 82050521002003 83024401"), h("0003 0101AA 0002 0200"))),
+        instruction(0xD0, h("5015")), instruction(0x01, h("FFFF 9000 00 A4 00 0C 0000 5032")),
+        instruction(0x05, h("5015")), instruction(0x08, h("29 8603 040273")), instruction(0xD0, b""),
+    ]
+    return [bytes([phase]) + script for phase in (16, 32, 41, 52) for script in [b"".join(whole), *whole]]
+
+
 SEEDS = {
     "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
     "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
     "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
-    "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(),
+    "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(), "fuzz_script": script_seeds(),
     "fuzz_verify": verify_seeds(), "fuzz_x509": x509_seeds(),
 }
 

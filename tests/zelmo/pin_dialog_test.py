@@ -185,12 +185,13 @@ class NoDialog(PinCase):
 class MeanwhileElsewhere(PinCase):
     def test_the_card_goes_while_we_ask(self):
         card = self.plain_card()
-        for verb, *later in (("verify",), ("change", "9876", "9876"), ("unblock", "9876", "9876")):
+        # What takes the card to itself first finds that there is none; the others find it out from the library.
+        for verb, code, *later in (("verify", 1), ("change", 3, "9876", "9876"), ("unblock", 3, "9876", "9876")):
             with self.subTest(verb=verb):
                 gone = self.folder / f"{verb}.card"
                 shutil.copy(card, gone)
                 remove = {"do": ["rm", str(gone)], "answer": RIGHT + "5678"}
-                self.failed(gone, verb, "01", env=self.dialogs(remove, *later), code=1)
+                self.failed(gone, verb, "01", env=self.dialogs(remove, *later), code=code)
                 self.assertFalse(gone.exists())
 
     def test_the_pin_changes_while_we_ask(self):
