@@ -82,7 +82,8 @@ class InitTokenTest : public testing::Test {
     void expect_refused(const std::string &message) {
         EXPECT_EQ(init(), PKCS15_E_FAILED);
         EXPECT_EQ(cardError_, 0u) << "the status of the card's information";
-        EXPECT_THAT(card_.take_calls(), ElementsAre("scard_GetCardInfo place", "scard_GetCardModel", ending[0], ending[1]));
+        EXPECT_THAT(card_.take_calls(),
+                    ElementsAre("scard_GetCardInfo place", "scard_GetCardModel", ending[0], ending[1]));
         const std::string line = exception_line("Error", "0xE0200006", "pkcs15_inittoken");
         EXPECT_THAT(log_.take(), ElementsAre(message, line, "Error Script file signature invalid.", line));
     }

@@ -424,24 +424,24 @@ enum { P15_SERIAL_NUMBER_HEX = 32 };
 
 /**
  * Turns a card into a token by a script, which only runs when it is genuine: signed for this version of the library, by
- * somebody whose certificate the built-in root has signed. The files are "<prefix>InitToken<model>.cpd" and ".sig", with
- * the card's model in hexadecimal, four columns wide; a null prefix is an empty one. A card in one of the phases 16, 32
- * and 41 of its life is erased first. The script leaves a known PIN, which is replaced at once.
+ * somebody whose certificate the built-in root has signed. The files are "<prefix>InitToken<model>.cpd" and ".sig",
+ * with the card's model in hexadecimal, four columns wide; a null prefix is an empty one. A card in one of the phases
+ * 16, 32 and 41 of its life is erased first. The script leaves a known PIN, which is replaced at once.
  *
  * `pin` becomes the PIN that authorises changes; with null it is blocked for good, which tries the card until it
- * answers that the PIN is blocked. `secondPin` and `key` become PIN 2 and key 8, unless they are null. `serialNumber` has
- * 16 hexadecimal digits and `label` 32 octets filled up with blanks; null leaves what the script has made. Values go to
- * the card as they are.
+ * answers that the PIN is blocked. `secondPin` and `key` become PIN 2 and key 8, unless they are null. `serialNumber`
+ * has 16 hexadecimal digits and `label` 32 octets filled up with blanks; null leaves what the script has made. Values
+ * go to the card as they are.
  *
- * The run holds a transaction and ends with a reset of the card, also after a failure. Until the card is erased a failure
- * leaves it as it was; after that it is left half made.
+ * The run holds a transaction and ends with a reset of the card, also after a failure. Until the card is erased a
+ * failure leaves it as it was; after that it is left half made.
  */
 uint32_t pkcs15_ScInitToken(CardHandle card, const char *prefix, const uint8_t *pin, uint32_t pinLength,
                             const uint8_t *secondPin, uint32_t secondPinLength, const uint8_t *key, uint32_t keyLength,
                             const char *serialNumber, const uint8_t *label, uint32_t *cardError);
 /**
- * Replaces label and serial number in the context and in the card's TokenInfo file, which is overwritten from its start.
- * `label` has 32 octets of UTF-8, filled up with blanks, without a terminator; null leaves the label. A null
+ * Replaces label and serial number in the context and in the card's TokenInfo file, which is overwritten from its
+ * start. `label` has 32 octets of UTF-8, filled up with blanks, without a terminator; null leaves the label. A null
  * `serialNumber` leaves the serial number. With P15_SERIAL_NUMBER_HEX in `flags` another length than 16 is
  * PKCS15_E_INVALID_PARAMETER, while no character is refused. A failure may leave the context with values that the card
  * does not hold, and with none where memory was short.
