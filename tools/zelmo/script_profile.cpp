@@ -310,7 +310,7 @@ std::optional<uint8_t> phaseOf(const Json &profile) {
 }  // namespace
 
 TokenPlan readProfile(const std::string &file) {
-    const auto refused = [&file](const std::string &why) {
+    const auto refused = [](const std::string &why) {
         return Failure(Exit::malformed,
                        printable(fmt::format("cannot use the profile: {}; see docs/script-format.md", why)));
     };
