@@ -123,6 +123,7 @@ int32_t resolve(const Columns &columns, const Top &top, uint32_t count, uint32_t
 
 namespace aa {
 
+// NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): a modulus has a limb at least
 Modulus::Modulus(const uint32_t *limbs, uint32_t count) : count_(count), inverse_(reciprocal(limbs[count - 1])) {
     std::memcpy(limbs_, limbs, count * sizeof *limbs);
     const uint32_t last = 2 * count - 1;

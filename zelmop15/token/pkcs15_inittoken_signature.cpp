@@ -13,8 +13,6 @@
 #include "token/pkcs15_log.h"
 #include "zelmop15/pkcs15.h"
 
-using token::raise;
-
 namespace {
 
 using OwnedContentInfo = Owned<ContentInfo, asn1_ContentInfo_free>;
