@@ -1,4 +1,6 @@
 // Turning a card into a token by a signed script.
+#include "token/pkcs15_inittoken.h"
+
 #include <cstring>
 
 #include "runtime/bytestring.h"
@@ -9,15 +11,15 @@
 #include "token/pkcs15_exception.h"
 #include "token/pkcs15_inittoken_signature.h"
 
+using token::admin_key;
+using token::authorising_pin;
 using token::raise;
+using token::second_pin;
 
 namespace {
 
 constexpr uint32_t error_level = 2;
-constexpr size_t max_file_name = 256;
 
-/// The secrets of a token that a script has made.
-enum : uint8_t { authorising_pin = 0x73, second_pin = 2, admin_key = 8 };
 /// What the script leaves as the authorising PIN.
 constexpr uint8_t known_pin[] = {'4', '7', '1', '8', '2', '5', '6', '0', '9', '3'};
 constexpr uint32_t working_pin_length = 16;
@@ -25,13 +27,6 @@ constexpr uint32_t working_pin_length = 16;
 constexpr uint32_t pin_blocked = 0xE0116983;
 
 constexpr uint32_t serial_digits = 16;
-
-/// The phases of a card's life in which it may be made a token.
-enum LifeCycle : uint32_t { delivered = 16, initialised = 32, operational = 41, blank = 52 };
-
-bool may_personalise(uint32_t phase) {
-    return phase == delivered || phase == initialised || phase == operational || phase == blank;
-}
 
 /// The values that the owner gives the token; any may be absent.
 struct Value {
@@ -89,7 +84,7 @@ class Personalisation {
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 uint32_t Personalisation::read_file(const char *prefix, const char *format, const char *message,
                                     OwnedBytestring &file) const {
-    char name[max_file_name];
+    char name[token::max_file_name];
     sprintf_safeA(name, sizeof name, format, prefix != nullptr ? prefix : "", model_);
     Bytestring *read = nullptr;
     if (file_read_bs(name, &read) != 0) {
@@ -102,25 +97,25 @@ uint32_t Personalisation::read_file(const char *prefix, const char *format, cons
 #pragma GCC diagnostic pop
 
 uint32_t Personalisation::read_files(const char *prefix) {
-    const uint32_t code = read_file(prefix, "%sInitToken%4X.cpd", "Error reading script file %s.", script_);
-    return code != 0 ? code : read_file(prefix, "%sInitToken%4X.sig", "Error reading signature file %s.", signature_);
+    const uint32_t code = read_file(prefix, token::script_name_format, "Error reading script file %s.", script_);
+    return code != 0 ? code
+                     : read_file(prefix, token::signature_name_format, "Error reading signature file %s.", signature_);
 }
 
 uint32_t Personalisation::erase(uint32_t phase) const {
-    uint32_t code = phase == delivered ? result(scard_LifeCycleAdministration(card_)) : 0;
-    if (code == 0 && phase != blank)
+    uint32_t code = phase == token::delivered ? result(scard_LifeCycleAdministration(card_)) : 0;
+    if (code == 0 && phase != token::operational)
         code = result(scardcmd_EraseFiles(card_, 0));
     return code;
 }
 
 uint32_t Personalisation::run_script() const {
-    constexpr uint8_t reset_instruction = 0xD0;
     constexpr cpd_Handler reset_handler = cpd_ResetTransactedCard;
     uint32_t code = result(scard_ResetCard(card_));
     if (code == 0)
         code = result(scard_BeginTransaction(card_));
     if (code == 0)
-        code = result(cpd_Execute(card_, script_->data, script_->len, 1, &reset_instruction, &reset_handler, 0));
+        code = result(cpd_Execute(card_, script_->data, script_->len, 1, &token::reset_instruction, &reset_handler, 0));
     return code;
 }
 
@@ -223,7 +218,7 @@ extern "C" uint32_t pkcs15_ScInitToken(CardHandle card, const char *prefix, cons
     code = run.read_files(prefix);
     if (code == 0)
         code = run.verify();
-    if (code == 0 && !may_personalise(info.lifeCycle)) {
+    if (code == 0 && !token::may_personalise(info.lifeCycle)) {
         // The card has not been touched, so it is left without a reset.
         pkcs15_LogMessage(error_level, "Card is in invalid lifecycle phase %d.", static_cast<int>(info.lifeCycle));
         return PKCS15_E_FAILED;

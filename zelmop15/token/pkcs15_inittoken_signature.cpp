@@ -15,22 +15,45 @@
 
 namespace {
 
+using token::ScriptFault;
+
 using OwnedContentInfo = Owned<ContentInfo, asn1_ContentInfo_free>;
 using OwnedCertificate = Owned<Certificate, asn1_Certificate_free>;
 using OwnedIa5String = Owned<asn1_IA5String, asn1_IA5String_free>;
 
-constexpr char api_version[] = "Tessor API V5.0 (Build 7)";
 constexpr uint32_t digest_length = 20;
 constexpr uint8_t octet_string_header[] = {0x04, digest_length};
 
 enum : uint32_t { error_level = 2, warning_level = 3, debug_level = 6 };
 
-/// Why a script is refused: a line of the log, or none where memory was short.
-struct Refusal {
-    uint32_t level = 0;
-    const char *text = nullptr;
+/// What the log says of a fault. Where memory was short it says nothing.
+struct Message {
+    ScriptFault fault;
+    uint32_t level;
+    const char *text;
 };
-constexpr Refusal accepted = {};
+
+constexpr Message messages[] = {
+    {ScriptFault::not_pkcs7, debug_level, "ASN.1 decoding of PKCS#7 structure failed."},
+    {ScriptFault::no_signer, debug_level, "Could not retrieve signerInfo from PKCS#7 structure."},
+    {ScriptFault::no_digest_made, debug_level, "Message digest calculation failed."},
+    {ScriptFault::no_digest, debug_level, "Could not retrieve message digest from PKCS#7 structure."},
+    {ScriptFault::other_digest, debug_level, "Invalid message digest."},
+    {ScriptFault::no_version, debug_level, "Could not retrieve signing description from PKCS#7 structure."},
+    {ScriptFault::malformed_version, debug_level, "Invalid signing description."},
+    {ScriptFault::other_version, debug_level, "Script file version is incompatible with API version."},
+    {ScriptFault::no_certificate, debug_level, "ASN.1 decoding of signer certificate failed."},
+    {ScriptFault::not_encoded, debug_level, "ASN.1 encoding of authenticated attributes failed."},
+    {ScriptFault::signer_signature, warning_level, "Invalid PKCS#7 signature."},
+    {ScriptFault::root_signature, warning_level, "Signature verification failed."},
+};
+
+void log_fault(ScriptFault fault) {
+    for (const Message &message : messages) {
+        if (message.fault == fault)
+            pkcs15_LogMessage(message.level, "%s", message.text);
+    }
+}
 
 /// Decodes what stands at the start of the octets; null on failure.
 template <class T>
@@ -69,27 +92,27 @@ bool has_attribute(const List *attributes, const asn1_ObjId *type) {
 }
 
 /// The digest must stand there as an encoded OCTET STRING.
-Refusal check_digest(const List *attributes, const uint8_t *digest) {
+ScriptFault check_digest(const List *attributes, const uint8_t *digest) {
     if (!has_attribute(attributes, asn1_Get_messageDigest()))
-        return {debug_level, "Could not retrieve message digest from PKCS#7 structure."};
+        return ScriptFault::no_digest;
     const asn1_Any *value = last_value(attributes, asn1_Get_messageDigest());
     const bool holds = value != nullptr && value->len == sizeof octet_string_header + digest_length &&
                        std::memcmp(value->data, octet_string_header, sizeof octet_string_header) == 0 &&
                        std::memcmp(value->data + sizeof octet_string_header, digest, digest_length) == 0;
-    return holds ? accepted : Refusal{debug_level, "Invalid message digest."};
+    return holds ? ScriptFault::none : ScriptFault::other_digest;
 }
 
 /// There is no range of versions: the text must be the very same.
-Refusal check_version(const List *attributes) {
+ScriptFault check_version(const List *attributes) {
     if (!has_attribute(attributes, asn1_Get_signingDescription()))
-        return {debug_level, "Could not retrieve signing description from PKCS#7 structure."};
+        return ScriptFault::no_version;
     const asn1_Any *value = last_value(attributes, asn1_Get_signingDescription());
     const OwnedIa5String text(value != nullptr ? decode(asn1_IA5String_d, value->data, value->len) : nullptr);
     if (text == nullptr)
-        return {debug_level, "Invalid signing description."};
-    constexpr uint32_t length = sizeof api_version - 1;
-    const bool same = text->len == length && std::memcmp(text->data, api_version, length) == 0;
-    return same ? accepted : Refusal{debug_level, "Script file version is incompatible with API version."};
+        return ScriptFault::malformed_version;
+    constexpr uint32_t length = sizeof token::script_api_version - 1;
+    const bool same = text->len == length && std::memcmp(text->data, token::script_api_version, length) == 0;
+    return same ? ScriptFault::none : ScriptFault::other_version;
 }
 
 /// Octets of a bit string as they are, its bits divided by 8.
@@ -105,21 +128,18 @@ uint32_t encode_attribute(uint8_t **cursor, const void *attribute) {
     return asn1_Attribute_e(cursor, static_cast<const Attribute *>(attribute));
 }
 
-/// The attributes as they were signed: as a SET, not under the tag that they carry in the file. False, with the reason,
-/// when they cannot be had.
-bool encode_attributes(const List *attributes, OwnedBytestring &encoded, Refusal &refusal) {
+/// The attributes as they were signed: as a SET, not under the tag that they carry in the file.
+ScriptFault encode_attributes(const List *attributes, OwnedBytestring &encoded) {
     constexpr uint8_t implicit = 0x80;
     const uint32_t length = asn1_List_e(nullptr, implicit, attributes, encode_attribute);
-    if (length == 0) {
-        refusal = {debug_level, "ASN.1 encoding of authenticated attributes failed."};
-        return false;
-    }
+    if (length == 0)
+        return ScriptFault::not_encoded;
     encoded.reset(Bytestring_new(length, nullptr));
     if (encoded == nullptr)
-        return false;
+        return ScriptFault::no_memory;
     uint8_t *cursor = encoded->data;
     asn1_SetOf_e(&cursor, attributes, encode_attribute);
-    return true;
+    return ScriptFault::none;
 }
 
 bool verify(const Bytestring &key, const Bytestring &text, const Bytestring &signature) {
@@ -127,57 +147,51 @@ bool verify(const Bytestring &key, const Bytestring &text, const Bytestring &sig
 }
 
 /// The signer's signature over the attributes, and the built-in key's over the signer's certificate.
-uint32_t check_signatures(const SignedData &message, const SignerInfo &signer, Refusal &refusal) {
+ScriptFault check_signatures(const SignedData &message, const SignerInfo &signer) {
     const asn1_Any *const element = first_of<asn1_Any>(message.certificates);
     const OwnedCertificate certificate(element != nullptr ? decode(asn1_Certificate_d, element->data, element->len)
                                                           : nullptr);
-    if (certificate == nullptr) {
-        refusal = {debug_level, "ASN.1 decoding of signer certificate failed."};
-        return PKCS15_E_FAILED;
-    }
+    if (certificate == nullptr)
+        return ScriptFault::no_certificate;
     OwnedBytestring attributes;
-    if (!encode_attributes(signer.authenticatedAttributes, attributes, refusal))
-        return refusal.text != nullptr ? PKCS15_E_FAILED : PKCS15_E_NO_MEMORY;
+    if (const ScriptFault fault = encode_attributes(signer.authenticatedAttributes, attributes);
+        fault != ScriptFault::none)
+        return fault;
     if (!verify(whole_octets(*certificate->tbs->subjectPKI->subjectPublicKey), *attributes,
                 octets_of(*signer.encryptedDigest)))
-        refusal = {warning_level, "Invalid PKCS#7 signature."};
-    else if (!verify(trustedPuK, octets_of(*certificate->tbsDER), whole_octets(*certificate->signature)))
-        refusal = {warning_level, "Signature verification failed."};
-    return refusal.text != nullptr ? PKCS15_E_FAILED : 0;
+        return ScriptFault::signer_signature;
+    const bool certified = verify(trustedPuK, octets_of(*certificate->tbsDER), whole_octets(*certificate->signature));
+    return certified ? ScriptFault::none : ScriptFault::root_signature;
 }
 
-uint32_t check(const Bytestring &script, const Bytestring &signature, Refusal &refusal) {
+ScriptFault check(const Bytestring &script, const Bytestring &signature) {
     const OwnedContentInfo info(decode(asn1_ContentInfo_d, signature.data, signature.len));
-    if (info == nullptr) {
-        refusal = {debug_level, "ASN.1 decoding of PKCS#7 structure failed."};
-        return PKCS15_E_FAILED;
-    }
+    if (info == nullptr)
+        return ScriptFault::not_pkcs7;
     const SignedData *const message = signed_data_in(*info);
     const auto *const signer = message != nullptr ? first_of<SignerInfo>(message->signerInfos) : nullptr;
-    if (signer == nullptr) {
-        refusal = {debug_level, "Could not retrieve signerInfo from PKCS#7 structure."};
-        return PKCS15_E_FAILED;
-    }
+    if (signer == nullptr)
+        return ScriptFault::no_signer;
     uint8_t octets[digest_length];
     Bytestring digest = {sizeof octets, octets};
     if (CSP_hash(nullptr, CSP_ALG_SHA1, &script, &digest) != 0)
-        refusal = {debug_level, "Message digest calculation failed."};
-    if (refusal.text == nullptr)
-        refusal = check_digest(signer->authenticatedAttributes, octets);
-    if (refusal.text == nullptr)
-        refusal = check_version(signer->authenticatedAttributes);
-    return refusal.text == nullptr ? check_signatures(*message, *signer, refusal) : PKCS15_E_FAILED;
+        return ScriptFault::no_digest_made;
+    ScriptFault fault = check_digest(signer->authenticatedAttributes, octets);
+    if (fault == ScriptFault::none)
+        fault = check_version(signer->authenticatedAttributes);
+    return fault == ScriptFault::none ? check_signatures(*message, *signer) : fault;
 }
 
 }  // namespace
 
-uint32_t token::verify_script(const Bytestring &script, const Bytestring &signature) {
-    Refusal refusal;
-    const uint32_t code = check(script, signature, refusal);
-    if (code == 0)
+uint32_t token::verify_script(const Bytestring &script, const Bytestring &signature, ScriptFault *fault) {
+    const ScriptFault found = check(script, signature);
+    if (fault != nullptr)
+        *fault = found;
+    if (found == ScriptFault::none)
         return 0;
-    if (refusal.text != nullptr)
-        pkcs15_LogMessage(refusal.level, "%s", refusal.text);
+    log_fault(found);
+    const uint32_t code = found == ScriptFault::no_memory ? PKCS15_E_NO_MEMORY : PKCS15_E_FAILED;
     raise(code);
     pkcs15_LogMessage(error_level, "Script file signature invalid.");
     return raise(code);
