@@ -1,26 +1,15 @@
 #include "certificate.h"
 
 #include <climits>
-#include <memory>
 #include <new>
 #include <openssl/pem.h>
 #include <openssl/x509.h>
 
+#include "libcrypto.h"
+
 namespace zelmo {
 
 namespace {
-
-template <auto Free>
-struct Release {
-    template <class T>
-    void operator()(T *value) const {
-        Free(value);
-    }
-};
-
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
-using Time = std::unique_ptr<ASN1_GENERALIZEDTIME, Release<ASN1_GENERALIZEDTIME_free>>;
-using Stream = std::unique_ptr<BIO, Release<BIO_free>>;
 
 std::vector<uint8_t> encodedName(const X509_NAME *name) {
     const uint8_t *octets = nullptr;
@@ -31,7 +20,7 @@ std::vector<uint8_t> encodedName(const X509_NAME *name) {
 }
 
 std::string timeText(const ASN1_TIME *time) {
-    const Time general(ASN1_TIME_to_generalizedtime(time, nullptr));
+    const crypto::Time general(ASN1_TIME_to_generalizedtime(time, nullptr));
     if (!general)
         return {};
     return {reinterpret_cast<const char *>(ASN1_STRING_get0_data(general.get())),
@@ -44,7 +33,7 @@ std::optional<CertificateFields> certificateFields(Octets value) {
     const uint8_t *end = value.data();
     if (value.size() > LONG_MAX)
         return std::nullopt;
-    const Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(value.size())));
+    const crypto::Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(value.size())));
     if (!certificate)
         return std::nullopt;
     const ASN1_INTEGER *serial = X509_get0_serialNumber(certificate.get());
@@ -57,7 +46,7 @@ std::optional<CertificateFields> certificateFields(Octets value) {
 }
 
 std::string pemOf(Octets value) {
-    const Stream stream(BIO_new(BIO_s_mem()));
+    const crypto::Stream stream(BIO_new(BIO_s_mem()));
     char *text = nullptr;
     if (value.size() > LONG_MAX || !stream ||
         PEM_write_bio(stream.get(), PEM_STRING_X509, "", value.data(), static_cast<long>(value.size())) <= 0)

@@ -2,29 +2,32 @@
 #ifndef ZELMO_PIN_SOURCE_H
 #define ZELMO_PIN_SOURCE_H
 
-#include <string>
-#include <string_view>
+#include <vector>
 
 #include "commands.h"
 #include "pins.h"
 #include "secret.h"
+#include "secret_lines.h"
 #include "session.h"
 
 namespace zelmo {
 
-/// Gives PINs one after the other. They are never command-line arguments, which other processes can see.
+/// What the lines of PINs are for.
+inline constexpr SecretUse pin_lines = {"a PIN", "nothing was sent to the card"};
+
+/// Lets a person enter a new PIN twice; the labels, which may be null, name it and its token. Throws Failure, also when
+/// the person cancels.
+void askFresh(Secret &into, const Label *pin, const Label *token);
+
+/// Gives PINs one after the other.
 class PinSource {
   public:
-    /// Takes the descriptor of --pin-fd, or opens the file of --pin-file; with neither a person is asked. Throws
-    /// Failure, also for a terminal, and for a file that is not regular, not ours, or open to others.
-    explicit PinSource(const Options &options);
-    ~PinSource();
-    PinSource(const PinSource &) = delete;
-    PinSource &operator=(const PinSource &) = delete;
+    /// Takes the lines of --pin-fd or --pin-file; with neither a person is asked. Throws Failure.
+    explicit PinSource(const Options &options) : lines_(options.pinFd, options.pinFile, pin_lines) {}
 
     /// Whether a person is asked.
     bool isPerson() const {
-        return fd_ < 0;
+        return !lines_.given();
     }
     /// Puts a PIN as the card knows it into `into`: the next line, without its end, or what a person enters. Throws
     /// Failure, also when the person cancels.
@@ -33,12 +36,7 @@ class PinSource {
     void fresh(Secret &into, const Pin &pin, TokenContext &token);
 
   private:
-    /// The next line, read octet by octet: what follows is left to whoever reads on. `what` names it in a failure.
-    void readLine(Secret &into, std::string_view what);
-
-    int fd_ = -1;
-    bool owned_ = false;
-    std::string name_;
+    SecretLines lines_;
 };
 
 /// What every command that presents or sets a PIN begins with: where the PIN comes from, the token, and which of its
