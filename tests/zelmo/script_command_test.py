@@ -1,26 +1,12 @@
 """zelmo script: profiles that are refused with their place, scripts that are shown without their secrets."""
 
-import json
 import pathlib
 import unittest
 
-from zelmo_case import DATA, ZelmoCase
-
-SAMPLE = DATA.parent.parent / "tools/zelmo/demo/token.json"
+from script_case import ScriptCase
 
 
-class ScriptTest(ZelmoCase):
-    def build(self, edit=lambda profile: None, code=0):
-        profile = json.loads(SAMPLE.read_text())
-        for thing in profile["objects"]:
-            if "file" in thing:
-                thing["file"] = str(SAMPLE.parent / thing["file"])
-        edit(profile)
-        source = self.folder / "profile.json"
-        source.write_text(json.dumps(profile))
-        target = self.folder / "made.cpd"
-        return target, self.zelmo("script", "build", source, "-o", target, code=code)[1]
-
+class ScriptTest(ScriptCase):
     def test_shows_every_instruction_and_no_secret(self):
         script, _ = self.build()
         out, _ = self.zelmo("script", "show", script)

@@ -31,17 +31,18 @@ class ZelmoCase(unittest.TestCase):
         # No dialog but the one that a test plays.
         return {**base, "ZELMODLG_PINENTRY": str(self.folder / "no-pinentry"), **(env or {})}
 
-    def zelmo(self, *arguments, code=0, env=None, stdout=subprocess.PIPE, pins=None, program=ZELMO, raw=False):
+    def zelmo(self, *arguments, code=0, env=None, stdout=subprocess.PIPE, pins=None, program=ZELMO, raw=False,
+              fds=()):
         """Runs the command and returns (stdout, stderr); the exit code must be `code`. `pins` are lines, or octets as
-        they stand, for it to read with --pin-fd."""
-        descriptors = ()
+        they stand, for it to read with --pin-fd; `fds` are descriptors that it may use."""
+        descriptors = tuple(fds)
         if pins is not None:
             reader, writer = os.pipe()
             os.write(writer, pins if isinstance(pins, bytes) else "".join(f"{pin}\n" for pin in pins).encode())
             os.close(writer)
             self.addCleanup(os.close, reader)
             arguments += ("--pin-fd", reader)
-            descriptors = (reader,)
+            descriptors += (reader,)
         done = subprocess.run([program, *map(str, arguments)], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
                               stdin=subprocess.DEVNULL, env=self.environment(env), pass_fds=descriptors,
                               start_new_session=True)

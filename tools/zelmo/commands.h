@@ -24,8 +24,15 @@ struct Options {
     std::string language;  ///< Code of the prompts' language; empty for the one of LANG.
     std::string output;    ///< File to write to; empty for stdout.
     bool pem = false;      ///< PEM in the place of DER.
-    std::string profile = "eid";  ///< Kind of new card.
-    bool force = false;           ///< Overwrite an image.
+    std::string profile = "eid";                         ///< Kind of new card.
+    bool force = false;                                  ///< Overwrite an image.
+    std::string signature;                               ///< Signature of a script.
+    std::string key;                                     ///< The signer's key; empty for one beside the certificate.
+    std::string certificate;                             ///< The signer's certificate.
+    std::string rootKey;                                 ///< The key of the trusted root.
+    std::string name = "Personalisation script signer";  ///< Common name of a signer.
+    int days = 3650;                                     ///< How long a signer's certificate is valid.
+    int passphraseFd = -1;                               ///< Descriptor to read passphrases from; -1 for the terminal.
 };
 
 /// Each runs one subcommand and returns its exit code. They throw Failure.
@@ -36,6 +43,9 @@ Exit runCardNew(const Options &options);
 Exit runCardShow(const Options &options);
 Exit runScriptBuild(const Options &options);
 Exit runScriptShow(const Options &options);
+Exit runScriptSign(const Options &options);
+Exit runScriptVerify(const Options &options);
+Exit runScriptIssueSigner(const Options &options);
 Exit runPinList(const Options &options);
 Exit runPinStatus(const Options &options);
 Exit runPinVerify(const Options &options);

@@ -67,17 +67,71 @@ void addCardCommands(CLI::App &app, Options &options, Run &chosen) {
     show->add_option("FILE", options.file, "Image file to show")->required();
 }
 
+void addPassphrase(CLI::App &command, Options &options) {
+    command
+        .add_option("--passphrase-fd", options.passphraseFd,
+                    "Read passphrases of encrypted keys from this open descriptor, a line each")
+        ->type_name("N")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
+}
+
+CLI::Option *addOutput(CLI::App &command, Options &options) {
+    return command.add_option("-o,--output", options.output, "File to write to")->type_name("FILE");
+}
+
+void addSigningCommands(CLI::App &script, Options &options, Run &chosen) {
+    CLI::App *sign = addCommand(script, "sign", "Sign a script, so that 'zelmo init' runs it",
+                                "  zelmo script sign InitToken1501.cpd --key signer.key.pem --cert signer.pem "
+                                "-o InitToken1501.sig",
+                                zelmo::runScriptSign, chosen);
+    sign->add_option("FILE", options.file, "Script to sign")->required();
+    sign->add_option("--key", options.key, "The signer's RSA key, PEM")->type_name("FILE")->required();
+    sign->add_option("--cert", options.certificate, "The signer's certificate, PEM")->type_name("FILE")->required();
+    addOutput(*sign, options)->required();
+    addPassphrase(*sign, options);
+    CLI::App *verify =
+        addCommand(script, "verify", "Tell whether a script is genuine, and if not, why",
+                   "  zelmo script verify InitToken1501.cpd InitToken1501.sig", zelmo::runScriptVerify, chosen);
+    verify->add_option("FILE", options.file, "Script")->required();
+    verify->add_option("SIGNATURE", options.signature, "Its signature")->required();
+    CLI::App *issue = addCommand(
+        script, "issue-signer", "Issue the certificate of somebody who signs scripts",
+        "  zelmo script issue-signer --root-key root.key.pem -o signer.pem\n"
+        "  zelmo script issue-signer --root-key root.key.pem --key ann.key.pem --name \"Ann Example\" -o ann.pem",
+        zelmo::runScriptIssueSigner, chosen);
+    issue->add_option("--root-key", options.rootKey, "The trusted root's key, PEM")->type_name("FILE")->required();
+    issue
+        ->add_option(
+            "--key", options.key,
+            "The signer's RSA key, PEM; made if there is no such file. Without it: signer.key.pem for signer.pem")
+        ->type_name("FILE");
+    issue->add_option("--name", options.name, "The signer's name")->type_name("TEXT")->capture_default_str();
+    constexpr int most_days = 36500;
+    issue->add_option("--days", options.days, "Days that the certificate is valid, which the library does not look at")
+        ->type_name("N")
+        ->check(CLI::Range(1, most_days).description(""))
+        ->capture_default_str();
+    addOutput(*issue, options)->required();
+    addPassphrase(*issue, options);
+}
+
 void addScriptCommands(CLI::App &app, Options &options, Run &chosen) {
-    CLI::App *script = addGroup(app, "script", "Make and show personalisation scripts",
-                                "  zelmo script build token.json -o token.cpd\n  zelmo script show token.cpd");
+    CLI::App *script = addGroup(app, "script", "Make, show, sign and verify personalisation scripts",
+                                "  zelmo script build token.json -o InitToken1501.cpd\n"
+                                "  zelmo script issue-signer --root-key root.key.pem -o signer.pem\n"
+                                "  zelmo script sign InitToken1501.cpd --key signer.key.pem --cert signer.pem "
+                                "-o InitToken1501.sig\n"
+                                "  zelmo script verify InitToken1501.cpd InitToken1501.sig\n\n"
+                                "'zelmo init' runs the script that is called after the card's model, here 1501.");
     CLI::App *build = addCommand(*script, "build", "Make the script that turns a blank card into a profile's token",
-                                 "  zelmo script build token.json -o token.cpd", zelmo::runScriptBuild, chosen);
+                                 "  zelmo script build token.json -o InitToken1501.cpd", zelmo::runScriptBuild, chosen);
     build->add_option("PROFILE", options.file, "Profile of the token, as docs/script-format.md describes it")
         ->required();
-    build->add_option("-o,--output", options.output, "File to write to")->type_name("FILE")->required();
+    addOutput(*build, options)->required();
     CLI::App *show = addCommand(*script, "show", "Show a script's instructions, without the values of PINs and keys",
-                                "  zelmo script show token.cpd", zelmo::runScriptShow, chosen);
+                                "  zelmo script show InitToken1501.cpd", zelmo::runScriptShow, chosen);
     show->add_option("FILE", options.file, "Script to show")->required();
+    addSigningCommands(*script, options, chosen);
 }
 
 /// PINs are no arguments: other processes can see those.
