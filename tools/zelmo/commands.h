@@ -33,6 +33,13 @@ struct Options {
     std::string name = "Personalisation script signer";  ///< Common name of a signer.
     int days = 3650;                                     ///< How long a signer's certificate is valid.
     int passphraseFd = -1;                               ///< Descriptor to read passphrases from; -1 for the terminal.
+    std::string prefix;        ///< What stands before the names of a script and its signature.
+    std::string label;         ///< Label of a new token; empty for the script's.
+    std::string serial;        ///< Serial number of a new token; empty for the script's.
+    bool noPuk = false;        ///< Have the PUK of a new token blocked.
+    int adminKeyFd = -1;       ///< Descriptor to read the administration key from; -1 for none.
+    std::string adminKeyFile;  ///< File to read the administration key from; empty for none.
+    bool yes = false;          ///< Erase what the card holds without asking.
 };
 
 /// Each runs one subcommand and returns its exit code. They throw Failure.
@@ -46,6 +53,7 @@ Exit runScriptShow(const Options &options);
 Exit runScriptSign(const Options &options);
 Exit runScriptVerify(const Options &options);
 Exit runScriptIssueSigner(const Options &options);
+Exit runInit(const Options &options);
 Exit runPinList(const Options &options);
 Exit runPinStatus(const Options &options);
 Exit runPinVerify(const Options &options);

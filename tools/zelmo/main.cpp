@@ -147,6 +147,31 @@ void addPinSource(CLI::App &command, Options &options) {
         ->type_name("CODE");
 }
 
+void addInit(CLI::App &app, Options &options, Run &chosen) {
+    CLI::App *init = addCommand(
+        app, "init", "Make a card a token by a signed script, and give it its owner's PIN and PUK",
+        "  zelmo --reader virtual:blank.card init --prefix scripts/ --label \"Ann's token\" --serial 0011223344556677\n"
+        "  printf '%s\\n' \"$PIN\" \"$PUK\" | zelmo --reader virtual:blank.card init --prefix scripts/ --pin-fd 0",
+        zelmo::runInit, chosen);
+    init->add_option("--prefix", options.prefix,
+                     "What stands before the name InitToken1501.cpd, for a card of model 1501: a folder with its slash")
+        ->type_name("FOLDER/");
+    init->add_option("--label", options.label, "Label of the token, up to 32 octets; without it, the script's")
+        ->type_name("TEXT");
+    init->add_option("--serial", options.serial, "Serial number of the token, 16 hexadecimal digits")
+        ->type_name("DIGITS");
+    init->add_flag("--no-puk", options.noPuk, "Give no PUK: it will be blocked for good");
+    CLI::Option *descriptor = init->add_option("--admin-key-fd", options.adminKeyFd,
+                                               "Read the administration key, in hexadecimal, from this open descriptor")
+                                  ->type_name("N")
+                                  ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
+    init->add_option("--admin-key-file", options.adminKeyFile, "Read it from a file that only you can read")
+        ->type_name("FILE")
+        ->excludes(descriptor);
+    init->add_flag("--yes", options.yes, "Erase what the card holds without asking");
+    addPinSource(*init, options);
+}
+
 void addId(CLI::App &command, Options &options, const char *description) {
     command.add_option("ID", options.id, description)->required()->type_name("");
 }
@@ -234,6 +259,7 @@ void addCommands(CLI::App &app, Options &options, Run &chosen) {
     addPinCommands(app, options, chosen);
     addCertCommands(app, options, chosen);
     addCardCommands(app, options, chosen);
+    addInit(app, options, chosen);
     addScriptCommands(app, options, chosen);
 }
 
