@@ -10,7 +10,8 @@ from zelmo_case import ZelmoCase
 
 class CommandLine(ZelmoCase):
     def test_help_has_examples_everywhere(self):
-        for arguments in ([], ["readers"], ["list"], ["apps"], ["card"], ["card", "new"], ["card", "show"]):
+        for arguments in ([], ["readers"], ["list"], ["apps"], ["card"], ["card", "new"], ["card", "show"],
+                          ["init"], ["script"], ["script", "sign"], ["script", "verify"], ["script", "issue-signer"]):
             out, err = self.zelmo(*arguments, "--help")
             self.assertIn("Examples:\n  zelmo", out, arguments)
             self.assertEqual(err, "")
@@ -43,6 +44,7 @@ class CommandLine(ZelmoCase):
                 out, err = self.zelmo(*arguments, code=code)
                 self.assertEqual(out, "")
                 self.assertRegex(err, r"^zelmo: [^\n]+; [^\n]+\n$")
+        self.assertIn("; see 'zelmo script sign --help'\n", self.zelmo("script", "sign", code=2)[1])
 
     def test_readers(self):
         self.new_card("eid", "b.card")

@@ -282,13 +282,19 @@ Exit fail(Exit exit, const std::string &line) {
     return exit;
 }
 
+/// The command as far as it was understood: "zelmo script sign".
+std::string commandText(const CLI::App &app) {
+    const std::vector<CLI::App *> chosen = app.get_subcommands();
+    return chosen.empty() ? app.get_name() : fmt::format("{} {}", app.get_name(), commandText(*chosen.front()));
+}
+
 /// Writes what --help and --version ask for; anything else is a mistake in the command line.
 Exit answer(const CLI::App &app, const CLI::ParseError &error) {
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
         // A word that is no subcommand is left over, and worth more than the remark that one is missing.
         const std::vector<std::string> rest = app.remaining();
         const std::string what = rest.empty() ? error.what() : fmt::format("'{}' means nothing here", rest.front());
-        return fail(Exit::usage, fmt::format("{}; see 'zelmo --help'", zelmo::printable(what)));
+        return fail(Exit::usage, fmt::format("{}; see '{} --help'", zelmo::printable(what), commandText(app)));
     }
     std::ostringstream text;
     app.exit(error, text, text);
@@ -301,7 +307,8 @@ Exit answer(const CLI::App &app, const CLI::ParseError &error) {
 Exit run(int argc, char **argv) {
     Options options;
     Run chosen = nullptr;
-    CLI::App app("Reads PKCS#15 tokens on smart cards and looks after their PINs.", "zelmo");
+    CLI::App app("Reads PKCS#15 tokens on smart cards, looks after their PINs, and makes tokens of blank cards.",
+                 "zelmo");
     addOptions(app, options);
     addCommands(app, options, chosen);
     try {
