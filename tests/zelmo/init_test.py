@@ -137,7 +137,8 @@ class Init(ScriptCase):
             ("a key for triple DES", 1, {"key": "00" * 32}),
             ("phase 48", 1, {"card": {"lifeCycle": 48}}),
             ("/InitToken1502.cpd: No such file", 6, {"card": {"model": "1502"}}),
-            ("takes the script 'InitToken   A.cpd' with the signature 'InitToken   A.sig'", 6, {"card": {"model": "000A"}, "prefix": ""}),
+            ("takes the script 'InitToken   A.cpd' with the signature 'InitToken   A.sig'", 6,
+             {"card": {"model": "000A"}, "prefix": ""}),
             ("a folder ends in a slash", 6, {"prefix": self.folder}),
             ("makes a file name of 257 octets", 2, {"prefix": "x" * 240}),
         ):
