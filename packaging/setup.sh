@@ -3,6 +3,7 @@
 
 packages_build=(g++ cmake ninja-build pkg-config libpcsclite-dev libcli11-dev nlohmann-json3-dev libfmt-dev
                 libunistring-dev libssl-dev libassuan-dev)
+packages_demo=(openssl)
 packages_test=(libgtest-dev libgmock-dev python3 python3-pyasn1 python3-pyasn1-modules openssl ca-certificates
                clang-19 libclang-rt-19-dev clang-format-14 clang-tidy-14
                pinentry-curses pinentry-tty tmux
