@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <initializer_list>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,16 +40,14 @@ inline Octets operator+(Octets left, const Octets &right) {
 inline Octets der(uint8_t tag, std::initializer_list<Octets> parts) {
     Octets content;
     for (const Octets &part : parts)
-        content = content + part;
-    const size_t length = content.size();
-    if (length > 0xFFFF)
-        throw std::length_error("element too long for a test");
+        content.insert(content.end(), part.begin(), part.end());
+    Octets length;
+    for (size_t rest = content.size(); rest > 0; rest >>= 8)
+        length.insert(length.begin(), static_cast<uint8_t>(rest));
     Octets header = {tag};
-    if (length > 0xFF)
-        header = header + Octets{0x82, static_cast<uint8_t>(length >> 8)};
-    else if (length > 0x7F)
-        header.push_back(0x81);
-    header.push_back(static_cast<uint8_t>(length));
+    if (content.size() > 0x7F)
+        header.push_back(static_cast<uint8_t>(0x80 + length.size()));
+    header = header + (length.empty() ? Octets{0} : length);
     return header + content;
 }
 

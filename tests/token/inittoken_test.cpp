@@ -1,99 +1,14 @@
-// Making a token: what is refused and why, the order of card calls, and what is done at the end of every run.
+// Making a token: the order of card calls, what each failure leaves, and what is done at the end of every run.
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 #include "support/alloc_fault.h"
-#include "support/temp_directory.h"
-#include "token/sample_token.h"
-#include "token/signed_script.h"
+#include "token/init_card.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
 constexpr uint32_t blocked = 0xE0116983;
-const std::string working_pin(32, 'A');
-const Lines ending = {"scard_EndTransaction 0", "scard_ResetCard"};
-
-// A card that a script makes a token of; files are read from the other double.
-class InitCard : public CardDouble {
-  public:
-    explicit InitCard(CardDouble &files) : files_(files) {}
-
-    uint32_t life_cycle = 52;
-    uint32_t model = 0x1A2B;
-    unsigned tries = 3;  ///< Until a wrong PIN finds the reference blocked.
-
-    /// The calls that are not about reading files.
-    Lines take_changes() {
-        Lines changes;
-        for (const std::string &call : take_calls())
-            if (call.find("Read") == std::string::npos && call.rfind("scard_SelectFile", 0) != 0)
-                changes.push_back(call);
-        return changes;
-    }
-
-  private:
-    CardAnswer answer(const CardCall &call) override {
-        const std::string &name = call.operation;
-        if (name == "scard_GetCardInfo")
-            return {0, {}, life_cycle};
-        if (name == "scard_GetCardModel")
-            return {model};
-        if (name == "scard_GetRandom")
-            return {0, Octets(16, 0xAA)};
-        if (name == "scardcmd_VerifyPIN" && to_hex(call.octets[0].data(), 16) != working_pin)
-            return {--tries == 0 ? blocked : 0xA0116300};
-        // The directory of the token's application.
-        if (name == "scard_SelectFile" && call.octets.back() == hex("3F005015"))
-            return {};
-        if (name == "scard_SelectFile" || name.find("Read") != std::string::npos)
-            return files_.ask(call);
-        return {};
-    }
-
-    CardDouble &files_;
-};
-
-class InitTokenTest : public testing::Test {
-  protected:
-    InitTokenTest() : token_(false), card_(token_) {}
-
-    void write(const std::string &ending_of_name, const Octets &content) {
-        std::ofstream(directory_.file("InitToken1A2B" + ending_of_name), std::ios::binary)
-            .write(reinterpret_cast<const char *>(content.data()), static_cast<std::streamsize>(content.size()));
-    }
-    void write(const SignedScript &pair) {
-        write(".cpd", pair.script);
-        write(".sig", pair.signature());
-    }
-    uint32_t init(const Octets *pin = nullptr, const Octets *second = nullptr, const Octets *key = nullptr,
-                  const char *serial = nullptr, const char *label = nullptr) {
-        const std::string prefix = directory_.path().string() + "/";
-        const auto data = [](const Octets *value) { return value != nullptr ? value->data() : nullptr; };
-        const auto size = [](const Octets *value) {
-            return static_cast<uint32_t>(value != nullptr ? value->size() : 0);
-        };
-        cardError_ = untouched;
-        return pkcs15_ScInitToken(test_card, prefix.c_str(), data(pin), size(pin), data(second), size(second),
-                                  data(key), size(key), serial, reinterpret_cast<const uint8_t *>(label), &cardError_);
-    }
-    /// Expects the pair to be refused with the card untouched.
-    void expect_refused(const std::string &message) {
-        EXPECT_EQ(init(), PKCS15_E_FAILED);
-        EXPECT_EQ(cardError_, 0u) << "the status of the card's information";
-        EXPECT_THAT(card_.take_calls(),
-                    ElementsAre("scard_GetCardInfo place", "scard_GetCardModel", ending[0], ending[1]));
-        const std::string line = exception_line("Error", "0xE0200006", "pkcs15_inittoken");
-        EXPECT_THAT(log_.take(), ElementsAre(message, line, "Error Script file signature invalid.", line));
-    }
-
-    TempDirectory directory_;
-    TokenCard token_;
-    InitCard card_;
-    LogCapture log_{6};
-    uint32_t cardError_ = untouched;
-};
+constexpr uint32_t card_gone = 0x80100069;
 
 TEST_F(InitTokenTest, GivesTheTokenItsOwnersValues) {
     const SignedScript pair;
@@ -116,184 +31,170 @@ TEST_F(InitTokenTest, GivesTheTokenItsOwnersValues) {
     EXPECT_THAT(log_.take(), testing::Not(testing::Contains(testing::HasSubstr("inittoken"))));
 }
 
-// The library tries as long as the card does not say that the reference is blocked.
-TEST_F(InitTokenTest, BlocksThePinThatNobodyWants) {
+// Without values the token information is written as the script has left it, and the PIN is blocked: the library tries
+// until the card says just that, whatever else it says meanwhile.
+TEST_F(InitTokenTest, LeavesWhatNobodyNamesAndBlocksThePin) {
     write(SignedScript());
-    card_.tries = 200;
+    card_.wrong_pin.assign(196, 0xA0116300);
+    for (const uint32_t code : {0u, 0xA0116983u, card_gone, blocked})
+        card_.wrong_pin.push_back(code);
     EXPECT_EQ(init(), 0u);
     EXPECT_EQ(cardError_, 0u);
+    // The directory is transparent, for which reason the library takes the token for one that is readonly.
+    Lines expected = {"scardcmd_VerifyPIN 115 " + working_pin + " null 0",
+                      "scard_UpdateEF 5032 0 30130201000402CAFE800653616D706C6503020560"};
+    expected.insert(expected.end(), 200, "scardcmd_VerifyPIN 115 55" + working_pin.substr(2) + " null 0");
+    expected.insert(expected.end(), ending.begin(), ending.end());
     const Lines calls = card_.take_changes();
-    const std::string wrong = "scardcmd_VerifyPIN 115 55" + working_pin.substr(2) + " null 0";
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), wrong), 200);
-    for (const std::string &call : calls)
-        EXPECT_TRUE(call.find("ResetRetryCounter") == call.npos && call.find("ChangeKeyData") == call.npos) << call;
+    ASSERT_GE(calls.size(), expected.size());
+    EXPECT_EQ(Lines(calls.end() - static_cast<std::ptrdiff_t>(expected.size()), calls.end()), expected);
 }
 
 TEST_F(InitTokenTest, ErasesByTheCardsPhase) {
     write(SignedScript());
-    const Lines administration = {"scard_LifeCycleAdministration", "scardcmd_EraseFiles 0"};
-    for (const uint32_t phase : {16u, 32u, 41u, 52u}) {
+    const std::pair<uint32_t, Lines> phases[] = {
+        {16, {"scard_LifeCycleAdministration", "scardcmd_EraseFiles 0"}},
+        {32, {"scardcmd_EraseFiles 0"}},
+        {41, {"scardcmd_EraseFiles 0"}},
+        {52, {}},
+    };
+    for (const auto &[phase, expected] : phases) {
         card_.life_cycle = phase;
-        card_.tries = 1;
         EXPECT_EQ(init(), 0u);
         const Lines calls = card_.take_changes();
         const Lines before(calls.begin() + 2, std::find(calls.begin(), calls.end(), "scard_ResetCard"));
-        const Lines expected(administration.begin() + (phase == 16 ? 0 : phase == 52 ? 2 : 1), administration.end());
         EXPECT_EQ(before, expected) << phase;
     }
-    card_.life_cycle = 48;
-    log_.take();
-    EXPECT_EQ(init(), PKCS15_E_FAILED);
-    EXPECT_THAT(card_.take_calls(), ElementsAre("scard_GetCardInfo place", "scard_GetCardModel")) << "and no reset";
-    EXPECT_THAT(log_.take(), ElementsAre("Error Card is in invalid lifecycle phase 48."));
+    for (const uint32_t phase : {0u, 15u, 17u, 48u, 53u, 0x10000034u, UINT32_MAX}) {
+        card_.life_cycle = phase;
+        log_.take();
+        EXPECT_EQ(init(), PKCS15_E_FAILED);
+        EXPECT_EQ(cardError_, 0u);
+        EXPECT_THAT(card_.take_calls(), ElementsAre("scard_GetCardInfo place", "scard_GetCardModel")) << "and no reset";
+        EXPECT_THAT(log_.take(), ElementsAre("Error Card is in invalid lifecycle phase " +
+                                             std::to_string(static_cast<int32_t>(phase)) + "."));
+    }
+    // Whether the pair is genuine comes first.
+    write(".cpd", {});
+    expect_refused("Debug Invalid message digest.");
 }
 
-TEST_F(InitTokenTest, RefusesWhatIsNotGenuine) {
-    const Octets other_digest = sha1_of({1});
+TEST_F(InitTokenTest, ReadsTheFilesThatTheModelNames) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    const SignedScript pair;
     const struct {
+        uint32_t model;
+        std::string prefix;
         const char *name;
-        const char *message;
-        void (*change)(SignedScript &pair);
     } cases[] = {
-        {"other content", "Debug Could not retrieve signerInfo from PKCS#7 structure.",
-         [](SignedScript &pair) { pair.content_type = "06092A864886F70D010703"; }},
-        {"no signer", "Debug Could not retrieve signerInfo from PKCS#7 structure.",
-         [](SignedScript &pair) { pair.with_signer = false; }},
-        {"no attributes", "Debug Could not retrieve message digest from PKCS#7 structure.",
-         [](SignedScript &pair) { pair.with_attributes = false; }},
-        {"an empty set of attributes", "Debug Could not retrieve message digest from PKCS#7 structure.",
-         [](SignedScript &pair) { pair.attributes.clear(); }},
-        {"another script", "Debug Invalid message digest.", [](SignedScript &pair) { pair.script[0] ^= 1; }},
-        {"the last digest counts", "Debug Invalid message digest.",
-         [](SignedScript &pair) { pair.attributes.push_back(digest_attribute(sha1_of({1}))); }},
-        {"a digest without a value", "Debug Invalid message digest.",
-         [](SignedScript &pair) {
-             pair.attributes[0] = der(0x30, {hex(message_digest_oid), der(0x31, {})});
-         }},
-        {"a digest of another type", "Debug Invalid message digest.",
-         [](SignedScript &pair) {
-             pair.attributes[0] = attribute(message_digest_oid, der(0x0C, {sha1_of(pair.script)}));
-         }},
-        {"no version", "Debug Could not retrieve signing description from PKCS#7 structure.",
-         [](SignedScript &pair) { pair.attributes.pop_back(); }},
-        {"a version of another type", "Debug Invalid signing description.",
-         [](SignedScript &pair) { pair.attributes[1] = attribute(signing_description_oid, hex("0500")); }},
-        {"another build", "Debug Script file version is incompatible with API version.",
-         [](SignedScript &pair) { pair.attributes[1] = version_attribute("Tessor API V5.0 (Build 8)"); }},
-        {"a blank behind the version", "Debug Script file version is incompatible with API version.",
-         [](SignedScript &pair) { pair.attributes[1] = version_attribute(std::string(right_version) + " "); }},
-        {"no certificates", "Debug ASN.1 decoding of signer certificate failed.",
-         [](SignedScript &pair) { pair.with_certificates = false; }},
-        {"an empty set of certificates", "Debug ASN.1 decoding of signer certificate failed.",
-         [](SignedScript &pair) { pair.certificate = Octets(); }},
-        {"no certificate", "Debug ASN.1 decoding of signer certificate failed.",
-         [](SignedScript &pair) { pair.certificate = hex("3000"); }},
-        {"somebody else's signature", " Warn Invalid PKCS#7 signature.",
-         [](SignedScript &pair) { pair.signed_by = SigningKey::stranger; }},
-        {"a certificate of the signer's own", " Warn Signature verification failed.",
-         [](SignedScript &pair) { pair.certified_by = SigningKey::signer; }},
+        {0x1A2B, "", "InitToken1A2B"},
+        {0x2B, "", "InitToken  2B"},
+        {0xABCDEF0, "x", "xInitTokenABCDEF0"},
+        {1, "100%s", "100%sInitToken   1"},
     };
+    std::filesystem::current_path(directory_.path());
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
-        SignedScript pair;
-        c.change(pair);
-        write(pair);
-        const std::string message = c.message;
-        expect_refused(message.substr(message.find_first_not_of(' ')));
-    }
-}
-
-TEST_F(InitTokenTest, RefusesEveryOtherOctet) {
-    const SignedScript pair;
-    const Octets good = pair.signature();
-    write(pair);
-    log_.take();
-    const auto expect_untouched = [&](const std::string &what) {
-        EXPECT_EQ(init(), PKCS15_E_FAILED) << what;
-        EXPECT_EQ(card_.take_calls().size(), 4u) << what;
-    };
-    unsigned accepted = 0;
-    for (size_t i = 0; i < good.size(); ++i) {
-        Octets bad = good;
-        bad[i] ^= 1;
-        write(".sig", bad);
-        card_.tries = 1;
-        // Most fields are not looked at: versions, names, times, algorithms.
-        if (init() == 0)
-            ++accepted;
-        else
-            EXPECT_EQ(card_.take_calls().size(), 4u) << i;
+        card_.model = c.model;
+        const char *const prefix = c.prefix.empty() ? nullptr : c.prefix.c_str();
+        const std::string name = c.name;
+        log_.take();
+        EXPECT_EQ(init_with(prefix), PKCS15_E_FAILED);
+        EXPECT_EQ(card_.take_calls(), untouched_card);
+        EXPECT_THAT(log_.take(), ElementsAre("Error Error reading script file " + name + ".cpd."));
+        std::ofstream(name + ".cpd")
+            .write(reinterpret_cast<const char *>(pair.script.data()),
+                   static_cast<std::streamsize>(pair.script.size()));
+        EXPECT_EQ(init_with(prefix), PKCS15_E_FAILED);
+        EXPECT_EQ(cardError_, 0u);
+        EXPECT_EQ(card_.take_calls(), untouched_card);
+        EXPECT_THAT(log_.take(), ElementsAre("Error Error reading signature file " + name + ".sig."));
+        const Octets signature = pair.signature();
+        std::ofstream(name + ".sig")
+            .write(reinterpret_cast<const char *>(signature.data()), static_cast<std::streamsize>(signature.size()));
+        EXPECT_EQ(init_with(prefix), 0u);
         card_.take_calls();
     }
-    EXPECT_GT(accepted, 10u);
-    EXPECT_LT(accepted, 150u);
-    for (size_t length = 0; length < good.size(); ++length) {
-        write(".sig", Octets(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)));
-        expect_untouched("cut to " + std::to_string(length));
-    }
-    write(".sig", Octets(10'000'000, 0x30));
-    expect_untouched("10 MB");
+    // A name is cut to 254 octets, so that script and signature are one file here.
+    const std::string prefix(249, 'x');
+    std::ofstream(prefix + "InitT") << "one";
+    log_.take();
+    EXPECT_EQ(init_with(prefix.c_str()), PKCS15_E_FAILED);
+    EXPECT_EQ(log_.take().front(), "Debug ASN.1 decoding of PKCS#7 structure failed.");
+    std::filesystem::current_path(before);
 }
 
-TEST_F(InitTokenTest, TellsWhichFileIsMissing) {
-    const std::string prefix = directory_.path().string() + "/";
-    EXPECT_EQ(init(), PKCS15_E_FAILED);
-    EXPECT_THAT(log_.take(), ElementsAre("Error Error reading script file " + prefix + "InitToken1A2B.cpd."));
-    EXPECT_THAT(card_.take_calls(), ElementsAre("scard_GetCardInfo place", "scard_GetCardModel", ending[0], ending[1]));
-    write(".cpd", {1});
-    EXPECT_EQ(init(), PKCS15_E_FAILED);
-    EXPECT_THAT(log_.take(), ElementsAre("Error Error reading signature file " + prefix + "InitToken1A2B.sig."));
-    // A small model is filled up with blanks, and a null prefix is the working directory.
-    card_.model = 0x2B;
-    EXPECT_EQ(pkcs15_ScInitToken(test_card, nullptr, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, nullptr, nullptr),
-              PKCS15_E_FAILED);
-    EXPECT_THAT(log_.take(), ElementsAre("Error Error reading script file InitToken  2B.cpd."));
-}
-
+// Each call fails in turn, alone or with all that follow: nothing comes behind it but the end.
 TEST_F(InitTokenTest, EveryCardCallMayFail) {
     write(SignedScript());
     const Octets value = hex("31323334");
+    card_.life_cycle = 16;
     // The first failure is no business of the end, and gives no line.
-    card_.fail(1, 0x80100069);
+    card_.fail(1, card_gone);
     log_.take();
     EXPECT_EQ(init(), PKCS15_E_CARD_REMOVED);
-    EXPECT_EQ(cardError_, 0x80100069u);
+    EXPECT_EQ(cardError_, card_gone);
     EXPECT_THAT(card_.take_calls(), ElementsAre("scard_GetCardInfo place"));
+    EXPECT_THAT(log_.take(), ElementsAre("Warn Device error 0x80100069."));
     card_.stop_failing();
-    for (const bool all_after : {false, true}) {
-        for (unsigned n = 3;; ++n) {
-            SCOPED_TRACE(n);
-            card_.life_cycle = 16;
-            card_.fail(n, 0x80100069, all_after);
+
+    ASSERT_EQ(init(&value, &value, &value), 0u);
+    const Lines good = card_.take_calls();
+    const auto place_of = [&](const std::string &call) { return std::find(good.begin(), good.end(), call); };
+    const auto opening = place_of("scard_GetRandom 16");
+    const auto opened = place_of("scardcmd_SelectFile 0 null null");
+    const struct {
+        uint32_t raw, code;
+        bool all_after;
+    } failures[] = {{card_gone, PKCS15_E_CARD_REMOVED, true}, {blocked, PKCS15_E_AUTH_BLOCKED, false}};
+    for (const auto &failure : failures) {
+        // The model has no error form; at the end nobody looks.
+        for (auto failing = good.begin() + 2; failing != good.end(); ++failing) {
+            SCOPED_TRACE(*failing);
+            const bool at_the_end = good.end() - failing <= 2;
+            card_.fail(static_cast<unsigned>(failing - good.begin()) + 1, failure.raw, failure.all_after);
+            log_.take();
             const uint32_t code = init(&value, &value, &value);
-            const bool failed = card_.stop_failing();
-            const Lines calls = card_.take_calls();
-            ASSERT_GE(calls.size(), 2u);
-            EXPECT_EQ(Lines(calls.end() - 2, calls.end()), ending);
-            if (!failed || calls.size() - n < 2) {
-                EXPECT_EQ(code, 0u) << "nobody looks at the end";
-                break;
+            EXPECT_TRUE(card_.stop_failing());
+            if (at_the_end) {
+                EXPECT_EQ(code, 0u);
+                EXPECT_EQ(card_.take_calls(), good);
+                continue;
             }
-            EXPECT_NE(code, 0u);
+            Lines expected(good.begin(), failing + 1);
+            expected.insert(expected.end(), ending.begin(), ending.end());
+            EXPECT_EQ(card_.take_calls(), expected);
+            EXPECT_EQ(code, failing > opening && failing < opened ? PKCS15_E_INVALID_TOKEN : failure.code);
+            EXPECT_EQ(cardError_, failure.raw);
+            char number[] = "0x00000000";
+            std::snprintf(number, sizeof number, "0x%08X", code);
+            EXPECT_EQ(log_.take().back(), exception_line("Error", number, "pkcs15_inittoken"));
         }
     }
 }
 
+// Each allocation fails in turn, alone or with all that follow. Success means that everything was done.
 TEST_F(InitTokenTest, ShortMemoryIsAFailure) {
     write(SignedScript());
     const Octets value = hex("31323334");
-    for (unsigned n = 1;; ++n) {
-        alloc_fault_arm(n, false);
-        const uint32_t code = init(&value, &value, &value);
-        const bool failed = alloc_fault_disarm();
-        const Lines calls = card_.take_calls();
-        if (!failed) {
-            EXPECT_EQ(code, 0u);
-            break;
-        }
-        // The test's own octets and texts come from elsewhere; an object that cannot be read may be done without.
-        if (code != 0) {
-            EXPECT_EQ(Lines(calls.end() - 2, calls.end()), ending) << n;
+    ASSERT_EQ(init(&value, &value, &value, "0123456789abcdef"), 0u);
+    const Lines good = card_.take_calls();
+    for (const bool all_after : {false, true}) {
+        for (unsigned n = 1;; ++n) {
+            SCOPED_TRACE(n);
+            alloc_fault_arm(n, all_after);
+            const uint32_t code = init(&value, &value, &value, "0123456789abcdef");
+            const bool failed = alloc_fault_disarm();
+            const Lines calls = card_.take_calls();
+            EXPECT_EQ(Lines(calls.end() - 2, calls.end()), ending);
+            if (code == 0) {
+                EXPECT_EQ(calls, good);
+            }
+            if (!failed) {
+                EXPECT_EQ(code, 0u);
+                EXPECT_GT(n, 100u);
+                break;
+            }
         }
     }
 }

@@ -25,14 +25,6 @@ EVP_PKEY *key(SigningKey which) {
     return keys[static_cast<size_t>(which)].get();
 }
 
-Octets public_key(SigningKey which) {
-    unsigned char *octets = nullptr;
-    const int length = i2d_PublicKey(key(which), &octets);
-    const Octets result(octets, octets + length);
-    OPENSSL_free(octets);
-    return result;
-}
-
 Octets sign(SigningKey which, const Octets &text) {
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     Octets signature(256);
@@ -66,15 +58,23 @@ Octets bit_string(const Octets &octets) {
     return der(0x03, {Octets{0} + octets});
 }
 
-Octets make_certificate(SigningKey subject, SigningKey issuer) {
-    const Octets time = der(0x17, {octets_of("260101000000Z")});
-    const Octets tbs =
-        der(0x30, {hex("A003020102"), hex("020101"), sha1_with_rsa, name("Root"), der(0x30, {time, time}),
-                   name("Signer"), der(0x30, {rsa, bit_string(public_key(subject))})});
-    return der(0x30, {tbs, sha1_with_rsa, bit_string(sign(issuer, tbs))});
+}  // namespace
+
+Octets public_key(SigningKey which) {
+    unsigned char *octets = nullptr;
+    const int length = i2d_PublicKey(key(which), &octets);
+    const Octets result(octets, octets + length);
+    OPENSSL_free(octets);
+    return result;
 }
 
-}  // namespace
+Octets make_certificate(const Octets &publicKey, SigningKey issuer, const Octets &nameParts, const Octets &extensions) {
+    const Octets time = der(0x17, {octets_of("260101000000Z")});
+    const Octets issuerName = nameParts.empty() ? name("Root") : der(0x30, {nameParts});
+    const Octets tbs = der(0x30, {hex("A003020102"), hex("020101"), sha1_with_rsa, issuerName, der(0x30, {time, time}),
+                                  name("Signer"), der(0x30, {rsa, bit_string(publicKey)}), extensions});
+    return der(0x30, {tbs, sha1_with_rsa, bit_string(sign(issuer, tbs))});
+}
 
 Octets sha1_of(const Octets &text) {
     Octets digest(20);
@@ -82,8 +82,8 @@ Octets sha1_of(const Octets &text) {
     return digest;
 }
 
-Octets attribute(const char *oid, const Octets &value) {
-    return der(0x30, {hex(oid), der(0x31, {value})});
+Octets attribute(const char *oid, const Octets &values) {
+    return der(0x30, {hex(oid), der(0x31, {values})});
 }
 
 Octets digest_attribute(const Octets &digest) {
@@ -99,11 +99,13 @@ Octets SignedScript::signature() const {
     Octets info = hex("020101") + der(0x30, {name("Root"), hex("020101")}) + sha1;
     if (with_attributes)
         info = info + der(0xA0, {content});
-    info = info + rsa + der(0x04, {sign(signed_by, der(0x31, {content}))});
-    Octets message = hex("020101") + der(0x31, {sha1}) + der(0x30, {hex("06092A864886F70D010701")});
+    info = info + rsa + der(0x04, {sign(signed_by, der(0x31, {content}))}) + unsigned_attributes;
+    Octets message = hex("020101") + der(0x31, {sha1, digest_algorithms}) +
+                     der(0x30, {hex("06092A864886F70D010701"), inner_content});
     if (with_certificates)
-        message =
-            message + der(0xA0, {certificate ? *certificate : make_certificate(SigningKey::signer, certified_by)});
-    message = message + der(0x31, {with_signer ? der(0x30, {info}) : Octets()});
-    return der(0x30, {hex(content_type), der(0xA0, {der(0x30, {message})})});
+        message = message + der(0xA0, {certificate ? *certificate
+                                                   : make_certificate(public_key(SigningKey::signer), certified_by),
+                                       more_certificates});
+    message = message + crls + der(0x31, {with_signer ? der(0x30, {info}) : Octets(), more_signers});
+    return der(0x30, {hex(content_type), der(0xA0, {der(0x30, {message})})}) + surplus;
 }

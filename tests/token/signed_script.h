@@ -12,8 +12,13 @@
 enum class SigningKey { root, signer, stranger };
 
 Octets sha1_of(const Octets &text);
-/// An attribute with one value.
-Octets attribute(const char *oid, const Octets &value);
+/// DER of the key's RSAPublicKey.
+Octets public_key(SigningKey which);
+/// A certificate for this key; `nameParts` are the RDNs of the issuer, `extensions` what stands behind the key.
+Octets make_certificate(const Octets &publicKey, SigningKey issuer, const Octets &nameParts = {},
+                        const Octets &extensions = {});
+/// An attribute with these values.
+Octets attribute(const char *oid, const Octets &values);
 Octets digest_attribute(const Octets &digest);
 Octets version_attribute(const std::string &text);
 
@@ -30,6 +35,9 @@ struct SignedScript {
     std::string content_type = signed_data_oid;
     bool with_attributes = true, with_certificates = true, with_signer = true;
     std::optional<Octets> certificate = {};  ///< In the place of the right one.
+    // Elements that come behind what is looked at, or in places that nobody looks at.
+    Octets digest_algorithms = {}, inner_content = {}, more_certificates = {}, crls = {}, unsigned_attributes = {},
+           more_signers = {}, surplus = {};
 
     Octets signature() const;
 };
