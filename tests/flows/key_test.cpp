@@ -1,6 +1,5 @@
 // Authentication keys: challenges answered by openssl.
-#include <openssl/evp.h>
-
+#include "flows/challenge.h"
 #include "flows/guarded_token.h"
 
 namespace {
@@ -8,22 +7,6 @@ namespace {
 const Octets aes_key = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 const Octets des_key = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x23, 0x45, 0x67, 0x89,
                         0xAB, 0xCD, 0xEF, 0x01, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01, 0x23};
-
-// The answer to a fresh challenge.
-std::string answer(CardHandle card, const EVP_CIPHER *cipher, const Octets &key) {
-    Octets challenge(static_cast<size_t>(EVP_CIPHER_get_block_size(cipher)));
-    EXPECT_EQ(scard_GetRandom(card, challenge.data(), static_cast<uint32_t>(challenge.size())), 0u);
-    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(EVP_CIPHER_CTX_new(),
-                                                                                  EVP_CIPHER_CTX_free);
-    std::string text(challenge.size(), '\0');
-    int length = 0;
-    EXPECT_EQ(EVP_EncryptInit_ex2(context.get(), cipher, key.data(), nullptr, nullptr), 1);
-    EXPECT_EQ(EVP_CIPHER_CTX_set_padding(context.get(), 0), 1);
-    EXPECT_EQ(EVP_EncryptUpdate(context.get(), reinterpret_cast<uint8_t *>(text.data()), &length, challenge.data(),
-                                static_cast<int>(challenge.size())),
-              1);
-    return text;
-}
 
 struct Key {
     uint8_t authId;
