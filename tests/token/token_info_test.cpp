@@ -129,6 +129,45 @@ TEST_F(TokenInfoTest, WhatCannotBeEncodedIsNotWritten) {
     EXPECT_THAT(card_.take_calls(), IsEmpty());
 }
 
+// The file's directory, as the application's path and the file's own say.
+TEST_F(TokenInfoTest, SelectsTheDirectoryOfTheFile) {
+    const std::string aid = "A000000063504B43532D3135";
+    const struct {
+        const char *application, *file;
+        std::string selection;  ///< None: the path is no path of a file.
+    } cases[] = {
+        {"3F005015", "5032", "null 3F005015"},
+        {"3F005015", "DF015032", "null 3F005015DF01"},
+        {"3F005015", "3F00DF015032", aid + " 3F00DF01"},
+        {"", "5032", aid + " "},
+        {"3F005015", "50", ""},
+        {"3F005015", "", ""},
+    };
+    const auto put = [](asn1_OctetString *&place, const char *path) {
+        const Octets octets = hex(path);
+        asn1_OctetString_free(place);
+        place = asn1_ASN1String_new(static_cast<uint32_t>(octets.size()), octets.data());
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(std::string(c.application) + " " + c.file);
+        put(context_->dirRecord->path, c.application);
+        if (*c.application == '\0') {
+            asn1_OctetString_free(context_->dirRecord->path);
+            context_->dirRecord->path = nullptr;
+        }
+        put(context_->dirRecord->ddo->tokenInfoPath->path, c.file);
+        card_.script = {{}, {}};
+        EXPECT_EQ(set(nullptr, nullptr, 0, 0), c.selection.empty() ? PKCS15_E_FAILED : 0);
+        const auto calls = card_.take_calls();
+        if (c.selection.empty()) {
+            EXPECT_THAT(calls, IsEmpty());
+        } else {
+            EXPECT_EQ(calls.front(), "scard_SelectFile " + c.selection + " place");
+            EXPECT_EQ(calls.back(), writing().back());
+        }
+    }
+}
+
 TEST_F(TokenInfoTest, ShortMemory) {
     for (unsigned n = 1;; ++n) {
         card_.script = {{}, {}};
