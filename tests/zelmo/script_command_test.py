@@ -1,6 +1,5 @@
 """zelmo script: profiles that are refused with their place, scripts that are shown without their secrets."""
 
-import pathlib
 import unittest
 
 from script_case import ScriptCase
@@ -45,6 +44,10 @@ class ScriptTest(ScriptCase):
             (lambda p: p.update(phase=16), "$.phase: must be 41 or 52"),
             (lambda p: p.pop("phase"), "the root has conditions"),
             (lambda p: p.update(objects=3), "$.objects[0]: must be an object"),
+            (lambda p: p["objects"][5].update(authority=1), "$.objects[5].authority: must be true or false"),
+            (lambda p: p["objects"][5].update(file="/dev/zero"), "/dev/zero: it has more than 65535 octets"),
+            (lambda p: p["root"]["files"][0].update(fid=5015), "must have the directory 5015"),
+            (lambda p: p["root"]["files"][0].update(files={}), "must have an array of files"),
             (pins(unblockedBy=2), "unblock each other in a circle"),
             (pins(triesLeft=1), "has lost tries"),
             (pins(value="xx"), "is no hexadecimal digit"),
@@ -71,10 +74,12 @@ class ScriptTest(ScriptCase):
             damaged.write_bytes(octets)
             self.assertIn(told, self.zelmo("script", "show", damaged, code=8)[1])
 
-    def test_json_that_is_none(self):
-        bad = pathlib.Path(self.folder / "bad.json")
-        bad.write_text("{")
-        self.zelmo("script", "build", bad, "-o", self.folder / "x.cpd", code=8)
+    def test_json_that_is_none_or_none_for_a_profile(self):
+        bad = self.folder / "bad.json"
+        for text, told in (("{", "bad.json"), ("[" * 100000, "is nested deeper than 64"),
+                           ('{"phase": 41, "phase": 52}', 'member "phase" stands twice in one object')):
+            bad.write_text(text)
+            self.assertIn(told, self.zelmo("script", "build", bad, "-o", self.folder / "x.cpd", code=8)[1])
 
 
 if __name__ == "__main__":

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "virtualcard/image.h"
 
@@ -19,6 +20,8 @@ struct TokenPlan {
 
 /// Reads a profile (docs/script-format.md). Files that it names lie beside it. Throws Failure.
 TokenPlan readProfile(const std::string &file);
+/// The same with the profile's text, where `file` tells where it would lie.
+TokenPlan parseProfile(std::string_view text, const std::string &file);
 
 /// The script that makes the card of a blank one. Throws Failure for what no script can make; `name` stands for the
 /// profile there.

@@ -5,9 +5,10 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
+#include <set>
 
 #include "failure.h"
 #include "object_maker.h"
@@ -32,14 +33,40 @@ class ProfileError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-std::string readWhole(const std::filesystem::path &file) {
+/// What is longer is refused before it is read to its end, which some files do not have.
+std::string readWhole(const std::filesystem::path &file, size_t most) {
     std::ifstream input(file, std::ios::binary);
-    std::ostringstream text;
-    if (!(text << input.rdbuf()))
+    std::string text;
+    for (char octet = 0; text.size() <= most && input.get(octet);)
+        text += octet;
+    if (text.empty())
         throw Failure(Exit::notFound,
                       fmt::format("cannot read {}; name a file that is there and not empty", printable(file.string())));
-    return text.str();
+    if (text.size() > most)
+        throw Failure(Exit::malformed,
+                      fmt::format("cannot use {}: it has more than {} octets", printable(file.string()), most));
+    return text;
 }
+
+/// Refuses what nests deeper than any profile, and members that stand twice, of which a JSON reader keeps but one.
+class Structure {
+  public:
+    bool operator()(int depth, Json::parse_event_t event, Json &parsed) {
+        if (depth > max_depth)
+            throw ProfileError(fmt::format("is nested deeper than {}", max_depth));
+        if (event == Json::parse_event_t::object_start)
+            open_.emplace_back();
+        else if (event == Json::parse_event_t::object_end)
+            open_.pop_back();
+        else if (event == Json::parse_event_t::key && !open_.back().insert(parsed.get<std::string>()).second)
+            throw ProfileError(fmt::format("member \"{}\" stands twice in one object", parsed.get<std::string>()));
+        return true;
+    }
+
+  private:
+    static constexpr int max_depth = 64;
+    std::vector<std::set<std::string>> open_;
+};
 
 /// A member of an object in the profile, for messages by its place.
 class Entry {
@@ -71,7 +98,9 @@ class Entry {
         return value.get<uint32_t>();
     }
     bool flag(const char *name) const {
-        return has(name) && member(name).is_boolean() && member(name).get<bool>();
+        if (has(name) && !member(name).is_boolean())
+            fail(name, "must be true or false");
+        return has(name) && member(name).get<bool>();
     }
     Bytes octets(const char *name, size_t least, size_t most) const {
         Bytes value;
@@ -205,7 +234,7 @@ class Objects {
     }
     void addCertificate(const Entry &entry) {
         entry.expectMembers({"type", "label", "id", "authId", "fid", "file", "authority", "access"});
-        const std::string content = readWhole(folder_ / entry.text("file"));
+        const std::string content = readWhole(folder_ / entry.text("file"), virtualcard::limits::fileSize);
         const Bytes der(content.begin(), content.end());
         CertificateFacts facts = {common(entry), entry.octets("id", 1, 255), entry.fid(), entry.flag("authority"), der};
         const uint32_t type = facts.authority ? PKCS15_TRUSTED_CERTIFICATES : PKCS15_CERTIFICATES;
@@ -269,7 +298,7 @@ Json tokenInfoFile(const Entry &token) {
 Json &applicationIn(Json &root) {
     if (root.is_object() && root.contains("files") && root["files"].is_array())
         for (Json &file : root["files"])
-            if (file.is_object() && file.value("fid", "") == application)
+            if (file.is_object() && file.contains("fid") && file["fid"] == application)
                 return file;
     throw ProfileError("$.root.files: must have the directory 5015, in which the token lies");
 }
@@ -288,6 +317,8 @@ Json imageOf(const Json &profile, const std::filesystem::path &folder) {
         objects.add(Entry(object, fmt::format("$.objects[{}]", index++)));
     Json root = top.member("root");
     Json &files = applicationIn(root)["files"];
+    if (!files.is_null() && !files.is_array())
+        throw ProfileError("$.root.files: the directory 5015 must have an array of files");
     for (const Json &file : objects.files(directories.access(), directories.number("spare", 0, 200)))
         files.push_back(file);
     files.push_back(tokenInfoFile(Entry(top.member("token"), "$.token")));
@@ -310,13 +341,17 @@ std::optional<uint8_t> phaseOf(const Json &profile) {
 }  // namespace
 
 TokenPlan readProfile(const std::string &file) {
+    return parseProfile(readWhole(file, virtualcard::limits::imageText), file);
+}
+
+TokenPlan parseProfile(std::string_view text, const std::string &file) {
     const auto refused = [](const std::string &why) {
         return Failure(Exit::malformed,
                        printable(fmt::format("cannot use the profile: {}; see docs/script-format.md", why)));
     };
-    const std::string text = readWhole(file);
     try {
-        const Json profile = Json::parse(text);
+        Structure structure;
+        const Json profile = Json::parse(text.begin(), text.end(), std::ref(structure));
         const Json image = imageOf(profile, std::filesystem::path(file).parent_path());
         return {virtualcard::parseImage(image.dump(), file), phaseOf(profile)};
     } catch (const ProfileError &error) {
