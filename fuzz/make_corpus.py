@@ -300,12 +300,57 @@ def script_seeds():
     return [bytes([phase]) + script for phase in (16, 32, 41, 52) for script in [b"".join(whole), *whole]]
 
 
+def signature_seeds():
+    """Mode, then a file, changes to the genuine one or the fields of a forged one; see fuzz_signature.cpp."""
+    def change(at, removed, put=b""):
+        return at.to_bytes(2, "big") + bytes([removed]) + len(put).to_bytes(2, "big") + put
+
+    h = bytes.fromhex
+    algorithm = h("300D06092A864886F70D0101050500")
+    name = h("300F310D300B06035504030C04526F6F74")
+    validity = h("301E170D3236303130313030303030305A170D3236303130313030303030305A")
+    fields = [
+        h("A003020102020101") + algorithm + name + validity + name,  # in front of the certificate's key
+        h("8102003FA30F300D300B0603551D0F040403020106"), algorithm + h("03020000"),
+        h("300506012A3100"), h("300D06012A310805000201010101FF"),  # attributes
+        h("020101") + sequence(name, h("020101")) + algorithm, algorithm, h("A107300506012A3100"),
+        h("020101") + h("31053003") + h("06012A") + h("300B06092A864886F70D010701"), h("0500"), h("A1020500"), b"",
+    ]
+    for traced in (0, TRACED):
+        for file in messages():
+            yield bytes([0 | traced]) + file
+        for seed in (b"", change(0, 4, h("3080")), change(0, 19, h("308006092A864886F70D010702A080")),
+                     change(865, 4, h("24820104") + h("04820100")), change(464, 4, h("2380") + h("03820101"))):
+            yield bytes([1 | traced]) + seed
+        yield bytes([2 | traced]) + b"".join(len(field).to_bytes(2, "big") + field for field in fields)
+
+
+def profile_seeds():
+    """The sample, what it consists of, and what a profile may leave out."""
+    sample = json.loads((HERE.parent / "tools" / "zelmo" / "demo" / "token.json").read_text())
+
+    def seed(edit):
+        profile = json.loads(json.dumps(sample))
+        edit(profile)
+        return json.dumps(profile).encode()
+
+    yield seed(lambda profile: None)
+    yield seed(lambda profile: (profile.pop("phase"), profile["root"].pop("access")))
+    yield seed(lambda profile: profile.update(objects=[]))
+    for thing in sample["objects"]:
+        yield seed(lambda profile, thing=thing: profile.update(objects=[thing], pins=[], keys=[], phase=52))
+    files = [{"fid": "2F00", "kind": "linear-variable", "records": ["01", "0202"], "sfi": 3},
+             {"fid": "6000", "kind": "df", "name": "A0", "files": [{"fid": "6001", "kind": "transparent", "size": 9}]}]
+    yield seed(lambda profile: (profile["root"]["files"].extend(files), profile.update(objects=[])))
+
+
 SEEDS = {
     "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
     "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
     "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
     "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(), "fuzz_script": script_seeds(),
-    "fuzz_verify": verify_seeds(), "fuzz_x509": x509_seeds(),
+    "fuzz_verify": verify_seeds(), "fuzz_x509": x509_seeds(), "fuzz_signature": signature_seeds(),
+    "fuzz_profile": profile_seeds(),
 }
 
 
