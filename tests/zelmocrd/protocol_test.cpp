@@ -8,68 +8,50 @@ namespace {
 
 struct Protocol {
     std::string name;
-    Script script;
+    std::string script;
     uint32_t result;
     std::string data;
 };
 
-Script endless(const std::string &answer, size_t times) {
-    Script script = {{"00 CA 00 84 00", "61 01"}};
-    for (size_t i = 0; i < times; i++)
-        script.push_back({"00 C0 00 00 01", answer});
-    return script;
+std::string repeatedly(const std::string &first, const std::string &exchange, size_t times) {
+    return first + repeated(" | " + exchange, times);
 }
 
 TEST(Protocol, IsFollowedWithinBounds) {
-    const std::string get = "00 CA 00 84 00";
+    const std::string get = "00 CA 00 84 00 > ";
+    const std::string one = "00 C0 00 00 01 > ", two = "00 C0 00 00 02 > ";
     const Protocol cases[] = {
-        {"announced data is fetched", {{get, "61 02"}, {"00 C0 00 00 02", "01 02 90 00"}}, 0, "01 02"},
-        {"and joined",
-         {{get, "01 61 02"}, {"00 C0 00 00 02", "02 03 61 00"}, {"00 C0 00 00 00", "04 90 00"}},
-         0,
-         "01 02 03 04"},
-        {"length is corrected", {{get, "6C 01"}, {"00 CA 00 84 01", "01 90 00"}}, 0, "01"},
-        {"length is corrected to 256", {{get, "6C 00"}, {get, "01 90 00"}}, 0, "01"},
-        {"corrected, then announced",
-         {{get, "6C 01"}, {"00 CA 00 84 01", "61 01"}, {"00 C0 00 00 01", "6C 02"}, {"00 C0 00 00 02", "01 02 90 00"}},
-         0,
-         "01 02"},
-        {"corrected without end", {{get, "6C 01"}, {"00 CA 00 84 01", "6C 02"}}, 0xE0116C02, ""},
-        {"fetching fails", {{get, "61 02"}, {"00 C0 00 00 02", "6A 88"}}, 0xE0116A88, ""},
-        {"announced without end, with nothing", {{get, "61 01"}, {"00 C0 00 00 01", "61 01"}}, 0x8010002F, ""},
-        {"announced without end", endless("00 61 01", 301), 0x8010002F, ""},
-        {"no answer", {{get, ""}}, 0x80100069, ""},
-        {"half a status word", {{get, "90"}}, 0x80100069, ""},
-        {"no answer to a fetch", {{get, "61 01"}, {"00 C0 00 00 01", ""}}, 0x80100069, ""},
-        {"more than asked for", {{get, repeated("00", 257) + "90 00"}}, 0x8010002F, ""},
-        {"more than announced", {{get, "61 01"}, {"00 C0 00 00 01", "01 02 90 00"}}, 0x8010002F, ""},
-        {"card gone", {{get, "gone"}}, 0x8010000C, ""},
+        {"announced data is fetched", get + "61 02 | " + two + "01 02 90 00", 0, "01 02"},
+        {"and joined", get + "01 61 02 | " + two + "02 03 61 00 | 00 C0 00 00 00 > 04 90 00", 0, "01 02 03 04"},
+        {"length is corrected", get + "6C 01 | 00 CA 00 84 01 > 01 90 00", 0, "01"},
+        {"to 256", get + "6C 00 | " + get + "01 90 00", 0, "01"},
+        {"then announced", get + "6C 01 | 00CA008401 > 61 01 | " + one + "6C 02 | " + two + "01 02 90 00", 0, "01 02"},
+        {"corrected without end", get + "6C 01 | 00 CA 00 84 01 > 6C 02", 0xE0116C02, ""},
+        {"fetching fails", get + "61 02 | " + two + "6A 88", 0xE0116A88, ""},
+        {"announced without end, with nothing", get + "61 01 | " + one + "61 01", 0x8010002F, ""},
+        {"announced without end", repeatedly(get + "61 01", one + "00 61 01", 301), 0x8010002F, ""},
+        {"more than a command can answer",  // 64 K, before 300 fetches
+         repeatedly(get + "61 00", "00 C0 00 00 00 > " + repeated("00", 256) + "61 00", 257), 0x8010002F, ""},
+        {"no answer", get, 0x80100069, ""},
+        {"half a status word", get + "90", 0x80100069, ""},
+        {"no answer to a fetch", get + "61 01 | " + one, 0x80100069, ""},
+        {"more than asked for", get + repeated("00", 257) + "90 00", 0x8010002F, ""},
+        {"more than announced", get + "61 01 | " + one + "01 02 90 00", 0x8010002F, ""},
+        {"card gone", get + "gone", 0x8010000C, ""},
     };
-    for (const Protocol &one : cases) {
-        SCOPED_TRACE(one.name);
-        const ScriptedCard card(one.script);
-        std::vector<uint8_t> buffer(1024);
+    for (const Protocol &c : cases) {
+        SCOPED_TRACE(c.name);
+        const ScriptedCard card(c.script);
+        std::vector<uint8_t> buffer(70000);
         auto length = static_cast<uint32_t>(buffer.size());
-        EXPECT_EQ(scardcmd_GetData(card, 0x84, buffer.data(), &length), one.result);
+        EXPECT_EQ(scardcmd_GetData(card, 0x84, buffer.data(), &length), c.result);
         buffer.resize(length);
-        EXPECT_EQ(toHex(buffer), toHex(fromHex(one.data)));
+        EXPECT_EQ(toHex(buffer), toHex(fromHex(c.data)));
     }
 }
 
-// 300 fetches of 256 octets would be more than a command can answer.
-TEST(Protocol, AnswersEndAt64K) {
-    Script script = {{"00 CA 00 84 00", "61 00"}};
-    for (int i = 0; i < 257; i++)
-        script.push_back({"00 C0 00 00 00", repeated("00", 256) + "61 00"});
-    const ScriptedCard card(script);
-    std::vector<uint8_t> buffer(70000);
-    auto length = static_cast<uint32_t>(buffer.size());
-    EXPECT_EQ(scardcmd_GetData(card, 0x84, buffer.data(), &length), 0x8010002Fu);
-}
-
 TEST(Protocol, UnwantedFileInformationIsLetThrough) {
-    const ScriptedCard card(
-        Script{{"00 A4 00 0C", "6F 02 84 00 90 00"}, {"00 A4 00 0C", repeated("00", 257) + "90 00"}});
+    const ScriptedCard card("00 A4 00 0C > 6F 02 84 00 90 00 | 00 A4 00 0C > " + repeated("00", 257) + "90 00");
     EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
     EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0x8010002Fu);
 }

@@ -7,14 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "support/exchange.h"
 #include "virtualcard/hex.h"
 #include "zelmocrd/error.h"
 #include "zelmocrd/handles.h"
-
-struct Exchange {
-    std::string command;
-    std::string answer;
-};
 
 using Script = std::vector<Exchange>;
 
@@ -58,6 +54,8 @@ class ScriptedCard {
     explicit ScriptedCard(Script script, const std::string &atr = shortAtr)
         : handle_(zelmocrd::addCard(
               std::make_shared<zelmocrd::Card>(std::make_unique<ScriptedTransport>(std::move(script), atr)))) {}
+    explicit ScriptedCard(const std::string &script, const std::string &atr = shortAtr)
+        : ScriptedCard(parseExchanges(script), atr) {}
     ScriptedCard(const ScriptedCard &) = delete;
     ScriptedCard &operator=(const ScriptedCard &) = delete;
     ~ScriptedCard() {
