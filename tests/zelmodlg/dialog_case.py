@@ -150,3 +150,43 @@ class DialogCase(unittest.TestCase):
 
     def assert_untouched(self, report):
         self.assertEqual((report["dispositions changed"], report["descriptors"]), (0, 0), report)
+
+
+class SignalTests:
+    """What holds while a dialog is open, whoever shows it. asking() gives a host whose dialog is open, answer() answers
+    it with 1234, assert_over() says that nothing is left of it."""
+
+    def assert_over(self):
+        pass
+
+    def test_deadly_signals(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGALRM, signal.SIGUSR1,
+                       signal.SIGUSR2):
+            with self.subTest(number=number):
+                host = self.asking()
+                host.kill(number)
+                self.assertEqual(os.WTERMSIG(host.ended()), number)
+                self.assertTrue(host.echo())
+                self.assert_over()
+
+    def test_handled_signals_come_once(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(number=number):
+                host = self.asking("-h", str(int(number)))
+                host.kill(number)
+                report = host.report()
+                self.assertEqual((report["result"], report["handled"]), (CANCELLED, {str(int(number)): 1}))
+                self.assert_untouched(report)
+                self.assertTrue(host.echo())
+                self.assert_over()
+
+    def test_ignored_signals_and_handled_alarms_do_not_disturb(self):
+        host = self.asking(*(word for n in (signal.SIGINT, signal.SIGHUP) for word in ("-i", str(int(n)))),
+                           "-h", str(int(signal.SIGALRM)))
+        for number in (signal.SIGINT, signal.SIGHUP, signal.SIGALRM):
+            host.kill(number)
+        time.sleep(0.1)
+        self.answer(host)
+        report = host.report()
+        self.assertEqual((report["result"], report["pin"], report["handled"]), (0, b"1234".hex(), {"14": 1}))
+        self.assert_untouched(report)

@@ -6,11 +6,10 @@ import pathlib
 import shutil
 import signal
 import subprocess
-import threading
 import time
 import unittest
 
-from dialog_case import CANCELLED, FAILED, HOST, LIBRARY, DialogCase, until
+from dialog_case import CANCELLED, FAILED, HOST, LIBRARY, DialogCase, SignalTests, until
 
 
 def hexed(text):
@@ -201,28 +200,6 @@ class Conversation(DialogCase):
                          ["SETPROMPT Present PIN:", "SETPROMPT New PIN:", "SETPROMPT New PIN again:",
                           "SETPROMPT New PIN:", "SETERROR The two new PINs differ.", "SETPROMPT New PIN again:"])
 
-    def test_pin_is_nowhere_to_be_seen(self):
-        pin = "7083951264"
-        self.fake(GETPIN=[f"D {pin}\nOK\n", {"wait": "go", "then": f"D {pin}0\nOK\n"}, f"D {pin}0\nOK\n"])
-        results = []
-        worker = threading.Thread(target=lambda: results.append(self.change("64", "64", "4")))
-        worker.start()
-        until((self.folder / "waiting").exists, "the second question")
-        found, searched = [], 0
-        for entry in pathlib.Path("/proc").glob("[0-9]*"):
-            for name in ("cmdline", "environ"):
-                try:
-                    octets = (entry / name).read_bytes()
-                except OSError:
-                    continue
-                searched += b"ZELMODLG_PINENTRY=" in octets
-                found += [f"{entry}/{name}"] if pin.encode() in octets else []
-        (self.folder / "go").touch()
-        worker.join()
-        self.assertEqual(results, [(0, pin, pin + "0")])
-        self.assertGreaterEqual(searched, 2, "neither the host nor the program was searched")
-        self.assertEqual(found, [])
-
     def test_nothing_is_logged(self):
         pin = "7083951264"
         program = self.fake(GETPIN=[f"D {pin}\nOK\n"])
@@ -337,20 +314,23 @@ class Choice(DialogCase):
                 self.assertEqual(self.ask(PATH=path, DISPLAY=":0", ZELMODLG_PINENTRY="pinentry-tty"), FAILED)
 
 
-class Signals(DialogCase):
+class Signals(SignalTests, DialogCase):
     """Signals while a program shows the dialog."""
 
-    def waiting_host(self, *options, answer={"wait": "never", "then": "OK\n"}):
-        self.fake("pinentry-curses", GETPIN=[answer])
+    def asking(self, *options):
+        for name in ("waiting", "noecho"):
+            (self.folder / name).unlink(missing_ok=True)
+        self.fake("pinentry-curses", GETPIN=[{"noecho": {"wait": "go", "then": "D 1234\nOK\n"}}])
         host = self.on_terminal(*options, "get", "?", "64")
         until((self.folder / "waiting").exists, "the question")
+        self.assertFalse(host.echo())
         return host
+
+    def answer(self, host):
+        (self.folder / "go").touch()
 
     def programs(self):
         return [p for p in pathlib.Path("/proc").glob("[0-9]*/environ") if self.mine(p)]
-
-    def assert_program_gone(self):
-        self.assertEqual(self.programs(), [])
 
     def mine(self, environ):
         try:
@@ -358,64 +338,31 @@ class Signals(DialogCase):
         except OSError:
             return False
 
-    def test_deadly_signals(self):
-        for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGALRM):
-            with self.subTest(number=number):
-                (self.folder / "waiting").unlink(missing_ok=True)
-                (self.folder / "noecho").unlink(missing_ok=True)
-                host = self.waiting_host(answer={"noecho": {"wait": "never", "then": "OK\n"}})
-                self.assertFalse(host.echo())
-                host.kill(number)
-                self.assertEqual(os.WTERMSIG(host.ended()), number)
-                self.assertTrue(host.echo(), "the program left the terminal without echo")
-                self.assert_program_gone()
-
-    def test_handled_signals_come_once(self):
-        host = self.waiting_host("-h", str(int(signal.SIGTERM)))
-        host.kill(signal.SIGTERM)
-        report = host.report()
-        self.assertEqual((report["result"], report["handled"]), (CANCELLED, {"15": 1}))
-        self.assert_untouched(report)
-        self.assert_program_gone()
+    def assert_over(self):
+        self.assertEqual(self.programs(), [])
 
     def test_typed_interrupt_cancels(self):
-        host = self.waiting_host()
+        host = self.asking()
         host.type(b"\x03")
         report = host.report()
         self.assertEqual((report["result"], report["handled"]), (CANCELLED, {}))
         self.assert_untouched(report)
 
     def test_a_killed_host_leaves_no_program_behind(self):
-        host = self.waiting_host()
+        host = self.asking()
         host.kill(signal.SIGKILL)
         host.ended()
         until(lambda: not self.programs(), "the end of the program")
 
     def test_nothing_is_stopped(self):
-        host = self.waiting_host(answer={"wait": "go", "then": "D 1\nOK\n"})
+        host = self.asking()
         host.type(b"\x1a")
         host.kill(signal.SIGTSTP)
         time.sleep(0.1)
-        (self.folder / "go").touch()
+        self.answer(host)
         report = host.report()
-        self.assertEqual((report["result"], report["pin"]), (0, hexed("1")))
+        self.assertEqual((report["result"], report["pin"]), (0, hexed("1234")))
         self.assert_untouched(report)
-
-    def test_ignored_signals_stay_ignored(self):
-        host = self.waiting_host("-i", str(int(signal.SIGHUP)), answer={"wait": "go", "then": "D 1\nOK\n"})
-        host.kill(signal.SIGHUP)
-        time.sleep(0.1)
-        (self.folder / "go").touch()
-        report = host.report()
-        self.assertEqual((report["result"], report["pin"]), (0, hexed("1")))
-
-    def test_handled_alarms_do_not_disturb(self):
-        host = self.waiting_host("-h", str(int(signal.SIGALRM)), answer={"wait": "go", "then": "D 1\nOK\n"})
-        host.kill(signal.SIGALRM)
-        time.sleep(0.1)
-        (self.folder / "go").touch()
-        report = host.report()
-        self.assertEqual((report["result"], report["handled"]), (0, {"14": 1}))
 
 
 if __name__ == "__main__":

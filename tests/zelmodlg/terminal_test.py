@@ -7,7 +7,7 @@ import termios
 import time
 import unittest
 
-from dialog_case import CANCELLED, FAILED, HOST, LIBRARY, DialogCase, TerminalProgram, until
+from dialog_case import CANCELLED, FAILED, HOST, LIBRARY, DialogCase, SignalTests, TerminalProgram, until
 
 
 class Answers(DialogCase):
@@ -21,35 +21,24 @@ class Answers(DialogCase):
         self.assertTrue(host.echo())
         self.assertNotIn(b"1234", host.seen.split(b"{")[0])
 
-    def test_pin(self):
-        host = self.ask()
-        host.expect_question()
-        self.assertEqual(host.seen, b"Please enter your PIN for Card.\r\nPIN: ")
-        host.type(b"1234\n")
-        self.assert_result(host, 0, "1234")
-        self.assertTrue(host.seen.startswith(b"Please enter your PIN for Card.\r\nPIN: \r\n{"))
-
-    def test_editing(self):
-        host = self.ask()
-        host.expect_question()
-        host.type(b"wrong\x15 123x\x7f4\n")
-        self.assert_result(host, 0, " 1234")
-
-    def test_cancel(self):
-        for keys in (b"\x03", b"123\x03", b"\x04"):
+    def test_answers(self):
+        start = b"Please enter your PIN for Card.\r\nPIN: "
+        cases = [
+            ([b"1234\n"], 0, "1234"),
+            ([b"wrong\x15 123x\x7f4\n"], 0, " 1234"),
+            ([b"12\x04", b"34\n"], 0, "1234"),  # an end of input amid a line
+            ([b"\x03"], CANCELLED, ""), ([b"123\x03"], CANCELLED, ""), ([b"\x04"], CANCELLED, ""),
+        ]
+        for keys, result, pin in cases:
             with self.subTest(keys=keys):
                 host = self.ask()
                 host.expect_question()
-                host.type(keys)
-                self.assert_result(host, CANCELLED)
-
-    def test_end_of_input_amid_a_line(self):
-        host = self.ask()
-        host.expect_question()
-        host.type(b"12\x04")
-        time.sleep(0.1)
-        host.type(b"34\n")
-        self.assert_result(host, 0, "1234")
+                self.assertEqual(host.seen, start)
+                for octets in keys:
+                    host.type(octets)
+                    time.sleep(0.1 if len(keys) > 1 else 0)
+                self.assert_result(host, result, pin)
+                self.assertTrue(host.seen.startswith(start))
 
     def test_lengths(self):
         longest = b"1234" * 16
@@ -159,21 +148,15 @@ class Answers(DialogCase):
         self.assertEqual(self.without_terminal("pad", "?")["result"], FAILED)
 
 
-class Signals(DialogCase):
+class Signals(SignalTests, DialogCase):
     def asking(self, *options):
         host = self.on_terminal(*options, "get", "?", "64")
         host.expect_question()
         host.type(b"12")
         return host
 
-    def test_deadly_signals(self):
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGALRM, signal.SIGUSR1,
-                       signal.SIGUSR2):
-            with self.subTest(number=number):
-                host = self.asking()
-                host.kill(number)
-                self.assertEqual(os.WTERMSIG(host.ended()), number)
-                self.assertTrue(host.echo())
+    def answer(self, host):
+        host.type(b"34\n")
 
     def test_typed_quit(self):
         host = self.asking()
@@ -181,40 +164,12 @@ class Signals(DialogCase):
         self.assertEqual(os.WTERMSIG(host.ended()), signal.SIGQUIT)
         self.assertTrue(host.echo())
 
-    def test_handled_signals(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
-            with self.subTest(number=number):
-                host = self.asking("-h", str(int(number)))
-                host.kill(number)
-                report = host.report()
-                self.assertEqual((report["result"], report["handled"]), (CANCELLED, {str(int(number)): 1}))
-                self.assert_untouched(report)
-                self.assertTrue(host.echo())
-
-    def test_ignored_signals(self):
-        host = self.asking("-i", str(int(signal.SIGINT)), "-i", str(int(signal.SIGHUP)))
-        host.kill(signal.SIGINT)
-        host.kill(signal.SIGHUP)
-        time.sleep(0.1)
-        host.type(b"34\n")
-        report = host.report()
-        self.assertEqual((report["result"], report["pin"], report["handled"]), (0, b"1234".hex(), {}))
-        self.assert_untouched(report)
-
     def test_typed_interrupt_answers_a_host_that_ignores_interrupts(self):
         host = self.asking("-i", str(int(signal.SIGINT)))
         host.type(b"\x03")
         report = host.report()
         self.assertEqual(report["result"], CANCELLED)
         self.assert_untouched(report)
-
-    def test_handled_alarms_do_not_disturb(self):
-        host = self.asking("-h", str(int(signal.SIGALRM)))
-        host.kill(signal.SIGALRM)
-        time.sleep(0.1)
-        host.type(b"34\n")
-        report = host.report()
-        self.assertEqual((report["result"], report["pin"], report["handled"]), (0, b"1234".hex(), {"14": 1}))
 
     def test_signals_that_another_thread_gets(self):
         for number in (signal.SIGTERM, signal.SIGINT):
