@@ -1,12 +1,11 @@
 #include "zelmop15/list.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <random>
 #include <vector>
 
 #include "support/alloc_fault.h"
+#include "support/seeded.h"
 
 namespace {
 
@@ -59,8 +58,6 @@ class ListTest : public testing::Test {
     }
 };
 
-using List = ::List;
-
 /// Expects both lists equal by contents and by every lookup.
 void expect_same(const List *list, const std::vector<int> &oracle) {
     ASSERT_EQ(values(list), oracle);
@@ -72,52 +69,36 @@ void expect_same(const List *list, const std::vector<int> &oracle) {
 }
 
 TEST_F(ListTest, BehavesLikeAVectorUnderRandomOperations) {
-    const char *given = std::getenv("ZELMO_TEST_SEED");
-    const unsigned seed = given != nullptr ? static_cast<unsigned>(std::atoi(given)) : std::random_device{}();
-    SCOPED_TRACE("repeat with ZELMO_TEST_SEED=" + std::to_string(seed));
-    std::mt19937 random(seed);
-    List *list = List_new(static_cast<int32_t>(random() % 4));
+    zelmo_test::Seeded seeded;
+    List *list = List_new(static_cast<int32_t>(seeded.below(4)));
     std::vector<int> oracle;
     for (int step = 0; step < 3000; ++step) {
-        const int value = static_cast<int>(random() % 8);
-        const size_t at = random() % (oracle.size() + 2);
+        const int value = static_cast<int>(seeded.below(8));
+        const size_t at = seeded.below(static_cast<uint32_t>(oracle.size() + 2));
         const auto index = static_cast<int32_t>(at);
         const bool inside = at < oracle.size();
-        switch (random() % 16) {
-            default:
-                ASSERT_EQ(List_append(list, make_element(value), nullptr), list);
-                oracle.push_back(value);
-                break;
-            case 0:
-            case 1:
-                ASSERT_EQ(List_append(list, const_cast<int *>(&value), clone_element), list);
-                oracle.push_back(value);
-                break;
-            case 2:
-            case 3:
-            case 4:
-            case 5:
-                ASSERT_EQ(List_remove(list, index, free_element), list);
-                if (inside)
-                    oracle.erase(oracle.begin() + index);
-                break;
-            case 6:
-            case 7:
-                ASSERT_EQ(List_replace(list, const_cast<int *>(&value), index, clone_element, free_element),
-                          inside ? list : nullptr);
-                if (inside)
-                    oracle[at] = value;
-                break;
-            case 8:
-                ASSERT_EQ(List_revert(list), list);
-                std::reverse(oracle.begin(), oracle.end());
-                break;
-            case 9:
-                if (random() % 8 == 0) {
-                    ASSERT_EQ(List_empty(list, free_element), list);
-                    oracle.clear();
-                }
-                break;
+        const uint32_t what = seeded.below(16);
+        if (what == 0 || what == 1) {
+            ASSERT_EQ(List_append(list, const_cast<int *>(&value), clone_element), list);
+            oracle.push_back(value);
+        } else if (what < 6) {
+            ASSERT_EQ(List_remove(list, index, free_element), list);
+            if (inside)
+                oracle.erase(oracle.begin() + index);
+        } else if (what < 8) {
+            ASSERT_EQ(List_replace(list, const_cast<int *>(&value), index, clone_element, free_element),
+                      inside ? list : nullptr);
+            if (inside)
+                oracle[at] = value;
+        } else if (what == 8) {
+            ASSERT_EQ(List_revert(list), list);
+            std::reverse(oracle.begin(), oracle.end());
+        } else if (what == 9 && seeded.below(8) == 0) {
+            ASSERT_EQ(List_empty(list, free_element), list);
+            oracle.clear();
+        } else {
+            ASSERT_EQ(List_append(list, make_element(value), nullptr), list);
+            oracle.push_back(value);
         }
         expect_same(list, oracle);
     }

@@ -34,7 +34,7 @@ int print_list_n(int (*print)(Char *, size_t, size_t, const Char *, va_list), Ch
 /// One wrapper on narrow text; wide ones go through narrow buffers.
 using Wrapper = int (*)(char *dest, size_t size, size_t count);
 
-template <int (*Print)(wchar_t *dest, size_t size, size_t count)>
+template <auto Print>
 int widened(char *dest, size_t size, size_t count) {
     wchar_t wide[room + 1];
     for (size_t i = 0; i < room; ++i)
@@ -45,42 +45,24 @@ int widened(char *dest, size_t size, size_t count) {
     return result;
 }
 
-int run_sprintfA(char *d, size_t s, size_t) {
-    return sprintf_safeA(d, s, "%s", source);
-}
-int run_snprintfA(char *d, size_t s, size_t n) {
-    return snprintf_safeA(d, s, n, "%s", source);
-}
-int run_vsprintf(char *d, size_t s, size_t) {
-    return print_list(vsprintf_safe, d, s, "%s", source);
-}
-int run_vsnprintf(char *d, size_t s, size_t n) {
+constexpr auto run_sprintfA = [](char *d, size_t s, size_t) { return sprintf_safeA(d, s, "%s", source); };
+constexpr auto run_snprintfA = [](char *d, size_t s, size_t n) { return snprintf_safeA(d, s, n, "%s", source); };
+constexpr auto run_vsprintf = [](char *d, size_t s, size_t) { return print_list(vsprintf_safe, d, s, "%s", source); };
+constexpr auto run_vsnprintf = [](char *d, size_t s, size_t n) {
     return print_list_n(vsnprintf_safe, d, s, n, "%s", source);
-}
-int run_sprintfW(wchar_t *d, size_t s, size_t) {
-    return sprintf_safeW(d, s, L"%s", source);
-}
-int run_snprintfW(wchar_t *d, size_t s, size_t n) {
-    return snprintf_safeW(d, s, n, L"%s", source);
-}
-int run_vswprintf(wchar_t *d, size_t s, size_t) {
+};
+constexpr auto run_sprintfW = [](wchar_t *d, size_t s, size_t) { return sprintf_safeW(d, s, L"%s", source); };
+constexpr auto run_snprintfW = [](wchar_t *d, size_t s, size_t n) { return snprintf_safeW(d, s, n, L"%s", source); };
+constexpr auto run_vswprintf = [](wchar_t *d, size_t s, size_t) {
     return print_list(vswprintf_safe, d, s, L"%s", source);
-}
-int run_vswnprintf(wchar_t *d, size_t s, size_t n) {
+};
+constexpr auto run_vswnprintf = [](wchar_t *d, size_t s, size_t n) {
     return print_list_n(vswnprintf_safe, d, s, n, L"%s", source);
-}
-int run_strcpy(char *d, size_t s, size_t) {
-    return strcpy_safe(d, s, source);
-}
-int run_strncpy(char *d, size_t s, size_t n) {
-    return strncpy_safe(d, s, source, n);
-}
-int run_wcscpy(wchar_t *d, size_t s, size_t) {
-    return wcscpy_safe(d, s, L"abcdefgh");
-}
-int run_strcat(char *d, size_t s, size_t) {
-    return strcat_safe(d, s, source);
-}
+};
+constexpr auto run_strcpy = [](char *d, size_t s, size_t) { return strcpy_safe(d, s, source); };
+constexpr auto run_strncpy = [](char *d, size_t s, size_t n) { return strncpy_safe(d, s, source, n); };
+constexpr auto run_wcscpy = [](wchar_t *d, size_t s, size_t) { return wcscpy_safe(d, s, L"abcdefgh"); };
+constexpr auto run_strcat = [](char *d, size_t s, size_t) { return strcat_safe(d, s, source); };
 
 struct Case {
     const char *name;

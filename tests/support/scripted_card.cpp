@@ -12,50 +12,61 @@ constexpr uint32_t sw_no_current_file = 0xE0116986;
 constexpr uint32_t sw_file_full = 0xE0116A84;
 constexpr uint32_t sw_wrong_kind = 0xE0116981;
 
+// Arguments of a call that are more than a number.
+struct In {
+    const uint8_t *data;
+    uint32_t length;
+};
+struct Room {
+    uint8_t *buffer;
+    uint32_t *length;
+};
+
 /// Notes the arguments of a call one after the other, then asks the card.
-class Arguments {
+class Call {
   public:
-    explicit Arguments(const char *operation) {
+    template <class... Arguments>
+    uint32_t make(const char *operation, const Arguments &...arguments) {
         call_.operation = call_.text = operation;
+        (note(arguments), ...);
+        return ask();
     }
-    Arguments(const char *operation, CardHandle card) : Arguments(operation) {
-        EXPECT_EQ(card, test_card) << operation;
-    }
-    Arguments &octets(const uint8_t *data, uint32_t length) {
+
+  private:
+    void note(In in) {
         if (current != nullptr && current->forgetful)
             return say("***");
-        if (data == nullptr) {
-            EXPECT_EQ(length, 0u) << call_.operation << ": no data, but a length";
+        if (in.data == nullptr) {
+            EXPECT_EQ(in.length, 0u) << call_.operation << ": no data, but a length";
             call_.first_is_null |= call_.octets.empty();
-            length = 0;
+            in.length = 0;
         }
-        call_.octets.emplace_back(data, data + length);
-        return say(data == nullptr ? "null" : to_hex(data, length));
+        call_.octets.emplace_back(in.data, in.data + in.length);
+        say(in.data == nullptr ? "null" : to_hex(in.data, in.length));
     }
-    Arguments &number(uint32_t value) {
+    void note(uint32_t value) {
         call_.numbers.push_back(value);
-        return say(std::to_string(value));
+        say(std::to_string(value));
     }
-    Arguments &optional(const uint32_t *value) {
-        return value != nullptr ? number(*value) : say("null");
+    void note(const uint32_t *optional) {
+        return optional != nullptr ? note(*optional) : say("null");
     }
-    Arguments &capacity(uint8_t *buffer, uint32_t *length) {
-        buffer_ = buffer;
-        length_ = length;
-        return number(*length);
+    void note(Room room) {
+        room_ = room;
+        note(*room.length);
     }
-    Arguments &place(uint32_t *value) {
-        value_ = value;
-        return say(value != nullptr ? "place" : "null");
+    void note(uint32_t *place) {
+        value_ = place;
+        say(place != nullptr ? "place" : "null");
     }
-    Arguments &retries(uint8_t *retries) {
+    void note(uint8_t *retries) {
         retries_ = retries;
-        return say(retries != nullptr ? "place" : "null");
+        say(retries != nullptr ? "place" : "null");
     }
-    Arguments &info(FileInfo *info) {
+    void note(FileInfo *info) {
         if (info != nullptr)
             *info = FileInfo{};
-        return place(info != nullptr ? &info->fileType : nullptr);
+        note(info != nullptr ? &info->fileType : static_cast<uint32_t *>(nullptr));
     }
     uint32_t ask() {
         if (current == nullptr) {
@@ -63,10 +74,10 @@ class Arguments {
             return 0x8010000C;
         }
         const CardAnswer answer = current->ask(call_);
-        if (length_ != nullptr && answer.code == 0) {
-            *length_ = static_cast<uint32_t>(std::min<size_t>(*length_, answer.data.size()));
-            if (buffer_ != nullptr)
-                std::copy_n(answer.data.data(), *length_, buffer_);
+        if (room_.length != nullptr && answer.code == 0) {
+            *room_.length = static_cast<uint32_t>(std::min<size_t>(*room_.length, answer.data.size()));
+            if (room_.buffer != nullptr)
+                std::copy_n(answer.data.data(), *room_.length, room_.buffer);
         }
         if (value_ != nullptr)
             *value_ = answer.value;
@@ -74,19 +85,21 @@ class Arguments {
             *retries_ = static_cast<uint8_t>(answer.value);
         return answer.code;
     }
-
-  private:
-    Arguments &say(const std::string &argument) {
+    void say(const std::string &argument) {
         call_.text += ' ' + argument;
-        return *this;
     }
 
     CardCall call_;
-    uint8_t *buffer_ = nullptr;
-    uint32_t *length_ = nullptr;
+    Room room_ = {};
     uint32_t *value_ = nullptr;
     uint8_t *retries_ = nullptr;
 };
+
+template <class... Arguments>
+uint32_t on_card(const char *operation, CardHandle card, const Arguments &...arguments) {
+    EXPECT_EQ(card, test_card) << operation;
+    return Call().make(operation, arguments...);
+}
 
 }  // namespace
 
@@ -206,197 +219,137 @@ extern "C" {
 
 uint32_t scard_SelectFile(CardHandle card, const uint8_t *aid, uint32_t aidLength, const uint8_t *path,
                           uint32_t pathLength, FileInfo *fileInfo) {
-    return Arguments("scard_SelectFile", card).octets(aid, aidLength).octets(path, pathLength).info(fileInfo).ask();
+    return on_card(__func__, card, In{aid, aidLength}, In{path, pathLength}, fileInfo);
 }
 
-uint32_t scardcmd_SelectFile(CardHandle card, uint32_t mode, const uint8_t *data, uint32_t dataLength,
-                             FileInfo *fileInfo) {
-    return Arguments("scardcmd_SelectFile", card).number(mode).octets(data, dataLength).info(fileInfo).ask();
+uint32_t scardcmd_SelectFile(CardHandle card, uint32_t mode, const uint8_t *data, uint32_t length, FileInfo *fileInfo) {
+    return on_card(__func__, card, mode, In{data, length}, fileInfo);
 }
 
 uint32_t scard_ReadEFBinary(CardHandle card, const uint8_t *fileReference, uint32_t offset, uint8_t *buffer,
                             uint32_t *length, uint32_t reserved) {
-    return Arguments("scard_ReadEFBinary", card)
-        .octets(fileReference, fileReference != nullptr ? 1 : 0)
-        .number(offset)
-        .capacity(buffer, length)
-        .number(reserved)
-        .ask();
+    return on_card(__func__, card, In{fileReference, fileReference != nullptr ? 1u : 0u}, offset, Room{buffer, length},
+                   reserved);
 }
 
 uint32_t scard_GetDERContentLength(CardHandle card, uint32_t reserved, uint32_t *length) {
-    return Arguments("scard_GetDERContentLength", card).number(reserved).place(length).ask();
+    return on_card(__func__, card, reserved, length);
 }
 
 uint32_t scard_ReadEFCertificate(CardHandle card, uint32_t reserved, uint32_t offset, uint8_t *buffer, uint32_t *length,
                                  uint32_t reserved2, uint32_t kind) {
-    return Arguments("scard_ReadEFCertificate", card)
-        .number(reserved)
-        .number(offset)
-        .capacity(buffer, length)
-        .number(reserved2)
-        .number(kind)
-        .ask();
+    return on_card(__func__, card, reserved, offset, Room{buffer, length}, reserved2, kind);
 }
 
-uint32_t scard_UpdateEF(CardHandle card, const uint8_t *fileId, uint32_t offset, const uint8_t *data,
-                        uint32_t dataLength) {
-    return Arguments("scard_UpdateEF", card).octets(fileId, 2).number(offset).octets(data, dataLength).ask();
+uint32_t scard_UpdateEF(CardHandle card, const uint8_t *fileId, uint32_t offset, const uint8_t *data, uint32_t length) {
+    return on_card(__func__, card, In{fileId, 2}, offset, In{data, length});
 }
 
 uint32_t scardcmd_ReadRecord(CardHandle card, uint32_t recordId, uint32_t reserved, uint32_t mode, uint32_t reserved2,
                              uint8_t *buffer, uint32_t *length) {
-    return Arguments("scardcmd_ReadRecord", card)
-        .number(recordId)
-        .number(reserved)
-        .number(mode)
-        .number(reserved2)
-        .capacity(buffer, length)
-        .ask();
+    return on_card(__func__, card, recordId, reserved, mode, reserved2, Room{buffer, length});
 }
 
 uint32_t scardcmd_UpdateRecord(CardHandle card, uint32_t recordId, uint32_t reserved, uint32_t mode,
-                               const uint8_t *data, uint32_t dataLength, uint32_t reserved2) {
-    return Arguments("scardcmd_UpdateRecord", card)
-        .number(recordId)
-        .number(reserved)
-        .number(mode)
-        .octets(data, dataLength)
-        .number(reserved2)
-        .ask();
+                               const uint8_t *data, uint32_t length, uint32_t reserved2) {
+    return on_card(__func__, card, recordId, reserved, mode, In{data, length}, reserved2);
 }
 
-uint32_t scardcmd_AppendRecord(CardHandle card, uint32_t reserved, const uint8_t *data, uint32_t dataLength,
+uint32_t scardcmd_AppendRecord(CardHandle card, uint32_t reserved, const uint8_t *data, uint32_t length,
                                uint32_t reserved2) {
-    return Arguments("scardcmd_AppendRecord", card).number(reserved).octets(data, dataLength).number(reserved2).ask();
+    return on_card(__func__, card, reserved, In{data, length}, reserved2);
 }
 
-uint32_t scardcmd_VerifyPIN(CardHandle card, uint32_t reference, const uint8_t *data, uint32_t dataLength,
-                            uint8_t *retries, uint32_t reserved) {
-    return Arguments("scardcmd_VerifyPIN", card)
-        .number(reference)
-        .octets(data, dataLength)
-        .retries(retries)
-        .number(reserved)
-        .ask();
+uint32_t scardcmd_VerifyPIN(CardHandle card, uint32_t reference, const uint8_t *data, uint32_t length, uint8_t *retries,
+                            uint32_t reserved) {
+    return on_card(__func__, card, reference, In{data, length}, retries, reserved);
 }
 
 uint32_t scardcmd_QueryRetryCounter(CardHandle card, uint32_t reference, uint8_t *retries, uint32_t reserved) {
-    return Arguments("scardcmd_QueryRetryCounter", card).number(reference).retries(retries).number(reserved).ask();
+    return on_card(__func__, card, reference, retries, reserved);
 }
 
 uint32_t scardcmd_ChangeReferenceData(CardHandle card, uint32_t mode, uint32_t reference, const uint8_t *oldData,
                                       uint32_t oldLength, const uint8_t *newData, uint32_t newLength,
                                       uint32_t reserved) {
-    return Arguments("scardcmd_ChangeReferenceData", card)
-        .number(mode)
-        .number(reference)
-        .octets(oldData, oldLength)
-        .octets(newData, newLength)
-        .number(reserved)
-        .ask();
+    return on_card(__func__, card, mode, reference, In{oldData, oldLength}, In{newData, newLength}, reserved);
 }
 
 uint32_t scardcmd_ResetRetryCounter(CardHandle card, uint32_t reserved, uint32_t reference, const uint8_t *authData,
                                     uint32_t authLength, const uint8_t *newData, uint32_t newLength,
                                     uint32_t reserved2) {
-    return Arguments("scardcmd_ResetRetryCounter", card)
-        .number(reserved)
-        .number(reference)
-        .octets(authData, authLength)
-        .octets(newData, newLength)
-        .number(reserved2)
-        .ask();
+    return on_card(__func__, card, reserved, reference, In{authData, authLength}, In{newData, newLength}, reserved2);
 }
 
-uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t reserved, uint32_t keyReference, const uint8_t *data,
-                                uint32_t dataLength, uint32_t reserved2) {
-    return Arguments("scardcmd_ChangeKeyData", card)
-        .number(reserved)
-        .number(keyReference)
-        .octets(data, dataLength)
-        .number(reserved2)
-        .ask();
+uint32_t scardcmd_ChangeKeyData(CardHandle card, uint32_t reserved, uint32_t key, const uint8_t *data, uint32_t length,
+                                uint32_t reserved2) {
+    return on_card(__func__, card, reserved, key, In{data, length}, reserved2);
 }
 
-uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t keyReference, const uint8_t *data, uint32_t dataLength,
+uint32_t scardcmd_ExternalAuthenticate(CardHandle card, uint32_t key, const uint8_t *data, uint32_t length,
                                        uint32_t reserved) {
-    return Arguments("scardcmd_ExternalAuthenticate", card)
-        .number(keyReference)
-        .octets(data, dataLength)
-        .number(reserved)
-        .ask();
+    return on_card(__func__, card, key, In{data, length}, reserved);
 }
 
 uint32_t scardcmd_GetData(CardHandle card, uint32_t tag, uint8_t *buffer, uint32_t *length) {
-    return Arguments("scardcmd_GetData", card).number(tag).capacity(buffer, length).ask();
+    return on_card(__func__, card, tag, Room{buffer, length});
 }
 
 uint32_t scardcmd_ResetSecurityStatus(CardHandle card, uint32_t mode) {
-    return Arguments("scardcmd_ResetSecurityStatus", card).number(mode).ask();
+    return on_card(__func__, card, mode);
 }
 
 uint32_t scard_FormatPin(const uint8_t *pin, uint32_t pinLength, const ScardPinFormat *format, uint8_t *buffer,
                          uint32_t *length) {
-    return Arguments("scard_FormatPin")
-        .octets(pin, pinLength)
-        .number(format->pinType)
-        .number(format->minLength)
-        .number(format->storedLength)
-        .optional(format->maxLength)
-        .octets(format->padChar, format->padChar != nullptr ? 1 : 0)
-        .capacity(buffer, length)
-        .ask();
+    return Call().make(__func__, In{pin, pinLength}, format->pinType, format->minLength, format->storedLength,
+                       format->maxLength, In{format->padChar, format->padChar != nullptr ? 1u : 0u},
+                       Room{buffer, length});
 }
 
 uint32_t scard_GetCardInfo(CardHandle card, CardInfo *cardInfo) {
-    return Arguments("scard_GetCardInfo", card).place(&cardInfo->lifeCycle).ask();
+    return on_card(__func__, card, &cardInfo->lifeCycle);
 }
 
 uint32_t scard_GetCardModel(CardHandle card) {
-    return Arguments("scard_GetCardModel", card).ask();
+    return on_card(__func__, card);
 }
 
 const ExtendedAlgorithmInfo *scard_GetExtendedAlgorithmInfo(uint8_t algorithmReference) {
-    Arguments("scard_GetExtendedAlgorithmInfo").number(algorithmReference).ask();
+    Call().make(__func__, uint32_t{algorithmReference});
     const auto bounds = current->bounds.find(algorithmReference);
     return bounds != current->bounds.end() ? &bounds->second : nullptr;
 }
 
 uint32_t scard_GetRandom(CardHandle card, uint8_t *buffer, uint32_t count) {
-    return Arguments("scard_GetRandom", card).capacity(buffer, &count).ask();
+    return on_card(__func__, card, Room{buffer, &count});
 }
 
 uint32_t scard_LifeCycleAdministration(CardHandle card) {
-    return Arguments("scard_LifeCycleAdministration", card).ask();
+    return on_card(__func__, card);
 }
 
 uint32_t scardcmd_EraseFiles(CardHandle card, uint32_t reserved) {
-    return Arguments("scardcmd_EraseFiles", card).number(reserved).ask();
+    return on_card(__func__, card, reserved);
 }
 
 uint32_t scard_ResetCard(CardHandle card) {
-    return Arguments("scard_ResetCard", card).ask();
+    return on_card(__func__, card);
 }
 
 uint32_t scard_BeginTransaction(CardHandle card) {
-    return Arguments("scard_BeginTransaction", card).ask();
+    return on_card(__func__, card);
 }
 
 uint32_t scard_EndTransaction(CardHandle card, uint32_t reserved) {
-    return Arguments("scard_EndTransaction", card).number(reserved).ask();
+    return on_card(__func__, card, reserved);
 }
 
 uint32_t cpd_Execute(CardHandle card, const uint8_t *script, uint32_t scriptLength, uint32_t handlerCount,
                      const uint8_t *handlerBytes, const cpd_Handler *, uint32_t reserved) {
-    return Arguments("cpd_Execute", card)
-        .octets(script, scriptLength)
-        .octets(handlerBytes, handlerCount)
-        .number(reserved)
-        .ask();
+    return on_card(__func__, card, In{script, scriptLength}, In{handlerBytes, handlerCount}, reserved);
 }
 
-uint32_t cpd_ResetTransactedCard(CardHandle card, const uint8_t *data, uint32_t dataLength) {
-    return Arguments("cpd_ResetTransactedCard", card).octets(data, dataLength).ask();
+uint32_t cpd_ResetTransactedCard(CardHandle card, const uint8_t *data, uint32_t length) {
+    return on_card(__func__, card, In{data, length});
 }
 }

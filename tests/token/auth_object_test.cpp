@@ -47,14 +47,6 @@ TEST(AuthObjects, WalkRefusesWhatMakesNoSense) {
     EXPECT_EQ(pkcs15_EnumerateAODF(token.get(), ENUM_CLOSE, nullptr, nullptr), PKCS15_E_INVALID_PARAMETER);
 }
 
-TEST(AuthObjects, EmptyTokenEndsAtOnce) {
-    TokenCard card(false);
-    const Context context = acquire(card);
-    uint32_t cursor = 0;
-    AuthenticationType *object = nullptr;
-    EXPECT_EQ(pkcs15_EnumerateAODF(context.get(), ENUM_FIRST, &cursor, &object), PKCS15_S_END_OF_ENUMERATION);
-}
-
 // Objects made by hand, in a list of their own.
 struct HandMade {
     explicit HandMade(uint32_t tag, Identifier *id, bool class_attributes = true) : attributes{id} {
@@ -164,29 +156,13 @@ TEST(PinFormat, AttributesBecomeFormats) {
     }
 }
 
-TEST(PinFormat, UnknownTypeIsReportedOrEndsTheProcess) {
+TEST(PinFormat, UnknownTypeEndsTheProcess) {
     AuthToken token;
-    PinAttributes &attributes = token.pin(plain_pin);
-    attributes.pinType = 5;
-    PinFormatAttributes record;
-    std::memset(&record, 0xEE, sizeof record);
-    EXPECT_EQ(pkcs15_SetPinFormatAttributes(&attributes, &record), PKCS15_E_FAILED);
-    EXPECT_EQ(record.format.pinType, 0u);
-    EXPECT_EQ(record.format.minLength, 4u);
-    EXPECT_EQ(record.format.maxLength, &record.maxLengthValue);
+    token.pin(plain_pin).pinType = 5;
     uint8_t buffer[64];
     uint32_t length = sizeof buffer;
-    EXPECT_DEATH(pkcs15_TransformPIN(octets_of("123"), 3, &attributes, buffer, &length),
+    EXPECT_DEATH(pkcs15_TransformPIN(octets_of("123"), 3, &token.pin(plain_pin), buffer, &length),
                  "pkcs15_TransformPIN: Assertion `\\(0\\)' failed");
-}
-
-TEST(PinFormat, RefusalOfTheCardServiceIsNull) {
-    AuthToken token;
-    token.script({{0x80100004}});
-    uint8_t buffer[64];
-    uint32_t length = sizeof buffer;
-    EXPECT_EQ(pkcs15_TransformPIN(octets_of("x"), 1, &token.pin(plain_pin), buffer, &length), nullptr);
-    EXPECT_THAT(token.log().take(), IsEmpty());
 }
 
 }  // namespace

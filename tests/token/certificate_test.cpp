@@ -1,6 +1,5 @@
 // Reading the value of a certificate: order of the calls, lengths and offsets, and every way to fail.
 #include "asn1/asn1_x680.h"
-#include "support/alloc_fault.h"
 #include "token/auth_token.h"
 #include "token/pkcs15_credential_cache.h"
 
@@ -161,26 +160,6 @@ TEST(Certificate, TheEntryIsClosedWhateverHappens) {
         EXPECT_EQ(references.at(0)->entryState, uint32_t{ENTRY_CLOSED});
         EXPECT_EQ(data != nullptr, script.back().code == 0);
         pkcs15_FreeData(data);
-    }
-}
-
-TEST(Certificate, NoMemoryForTheValue) {
-    World world(certificate_with(open, 0, path_with("020100 800105")));
-    for (unsigned n = 1;; ++n) {
-        ScriptedCard card;
-        card.script = {ok, {0, certificate}};
-        uint8_t *data = nullptr;
-        uint32_t length = 0;
-        alloc_fault_arm(n, false);
-        const uint32_t code = world.read(&data, &length, nullptr);
-        if (!alloc_fault_disarm()) {
-            EXPECT_EQ(code, 0u);
-            pkcs15_FreeData(data);
-            return;
-        }
-        // An object that cannot be decoded for lack of memory is reported like a broken one.
-        EXPECT_TRUE(code == PKCS15_E_NO_MEMORY || code == PKCS15_E_UNSUPPORTED) << code;
-        EXPECT_EQ(data, nullptr);
     }
 }
 

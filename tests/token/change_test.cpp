@@ -1,4 +1,4 @@
-// Setting and changing secrets: traffic, results, log lines, and what is remembered, case by case.
+// Setting, changing and taking back secrets: traffic, results, log lines, and what is remembered, case by case.
 #include <cstring>
 
 #include "asn1/asn1_x680.h"
@@ -182,19 +182,6 @@ TEST(Change, WithoutGreatestLengthThereIsNone) {
     EXPECT_EQ(token.card().take_calls().back(), set_new);
 }
 
-TEST(Change, ThenTheNewPinIsPresented) {
-    AuthToken token;
-    token.remember(plain_pin);
-    token.script({encoded_new, ok, encoded, ok, ok, ok, encoded, ok});
-    EXPECT_EQ(change(token, token.object(plain_pin), "1234", "5678", 0, nullptr, nullptr), 0u);
-    token.card().take_calls();
-    EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin), nullptr, 0, P15_VERIFY_NO_PROMPT,
-                              nullptr, nullptr),
-              0u);
-    EXPECT_THAT(token.card().take_calls(),
-                ElementsAre(select_plain_pin, format_new, "scardcmd_VerifyPIN 1 EE01 null 0"));
-}
-
 TEST(Change, NoMemoryForTheNewPinForgetsTheOldOne) {
     AuthToken token;
     token.remember(plain_pin);
@@ -209,18 +196,79 @@ TEST(Change, NoMemoryForTheNewPinForgetsTheOldOne) {
     EXPECT_THAT(token.remembered(), IsEmpty());
 }
 
+// ---- taking back ---------------------------------------------------------------------------------------------------
+
+struct UnVerifyCase {
+    const char *name;
+    uint8_t authId;
+    std::deque<CardAnswer> script;
+    uint32_t code;
+    uint32_t cardError;
+    Lines calls;
+    unsigned lines = 0;  ///< That the failure leaves.
+    bool forgotten = true;
+};
+
+// clang-format off
+const UnVerifyCase unverify_cases[] = {
+    {"a PIN", plain_pin, {ok, ok}, 0, 0, {select_plain_pin, "scardcmd_ResetSecurityStatus 128"}},
+    {"a local PIN", local_pin, {ok}, 0, 0, {"scardcmd_ResetSecurityStatus 0"}},
+    {"a PIN without path", pathless_pin, {ok}, 0, 0, {"scardcmd_ResetSecurityStatus 0"}},
+    {"a PIN without reference", numberless_pin, {ok, ok}, 0, 0, {select_plain_pin, "scardcmd_ResetSecurityStatus 128"}},
+    {"a PIN whose file is not there", plain_pin, {{sw_file_not_found}, ok}, PKCS15_E_DEVICE_ERROR, 0, {select_plain_pin,
+     "scardcmd_ResetSecurityStatus 0"}, 2},
+    {"a card that does not take it back", plain_pin, {ok, {0xE0116D00}}, 0, 0xE0116D00, {select_plain_pin,
+     "scardcmd_ResetSecurityStatus 128"}},
+    {"neither", plain_pin, {{0x80100069}, {0x80100069}}, PKCS15_E_CARD_REMOVED, 0x80100069, {select_plain_pin,
+     "scardcmd_ResetSecurityStatus 0"}, 2},
+    {"a local key", key, {ok}, 0, 0, {"scardcmd_ResetSecurityStatus 0"}},
+    {"a key", global_key, {ok, ok}, 0, 0, {"scard_SelectFile null 3F0050154B07 null",
+     "scardcmd_ResetSecurityStatus 128"}},
+    {"a key without a file", pathless_key, {ok}, 0, 0, {"scardcmd_ResetSecurityStatus 0"}},
+    {"a key without number", numberless_key, {}, PKCS15_E_UNSUPPORTED, untouched, {}, 1, false},
+};
+// clang-format on
+
+TEST(UnVerify, EachOutcome) {
+    for (const UnVerifyCase &c : unverify_cases) {
+        SCOPED_TRACE(c.name);
+        AuthToken token;
+        token.remember(c.authId);
+        token.remember(no_object);
+        token.script(c.script);
+        uint32_t cardError = untouched;
+        EXPECT_EQ(pkcs15_ScUnVerify(test_card, token.get(), token.object(c.authId), &cardError), c.code);
+        EXPECT_EQ(cardError, c.cardError);
+        EXPECT_THAT(token.card().take_calls(), ElementsAreArray(c.calls));
+        EXPECT_EQ(token.log().take().size(), c.lines);
+        EXPECT_EQ(token.remembered().size(), c.forgotten ? 1u : 2u);
+    }
+}
+
+// ---- what is no PIN or key ------------------------------------------------------------------------------------------
+
 TEST(Change, RefusesWhatIsNoPinOrKey) {
     AuthToken token;
     token.remember(plain_pin);
     const AuthenticationType biometric = {0, token.object(plain_pin)->value};
     asn1_Any octets = {0, nullptr};
     const AuthenticationType external = {2, &octets};
-    for (const AuthenticationType *type : {&biometric, &external, static_cast<const AuthenticationType *>(nullptr)}) {
+    for (const AuthenticationType *type : {static_cast<const AuthenticationType *>(nullptr), &biometric, &external}) {
+        const Lines before = token.remembered();
+        token.script({ok});
         EXPECT_EQ(change(token, type, "1234", "5678", 0, nullptr, nullptr), PKCS15_E_INVALID_PARAMETER);
         EXPECT_EQ(pkcs15_ScInitAuthenticationObject(test_card, token.get(), type, octets_of("1234"), 4, nullptr),
                   PKCS15_E_INVALID_PARAMETER);
         EXPECT_THAT(token.log().take(), ElementsAreArray(exceptions(PKCS15_E_INVALID_PARAMETER, 2)));
-        EXPECT_EQ(token.remembered().size(), 1u);
+        EXPECT_EQ(token.remembered(), before);
+        // Taking back fails behind the reset, and forgets all the same.
+        EXPECT_EQ(pkcs15_ScUnVerify(test_card, token.get(), type, nullptr),
+                  type == nullptr ? PKCS15_E_INVALID_PARAMETER : PKCS15_E_FAILED);
+        if (type == nullptr)
+            continue;
+        EXPECT_THAT(token.card().take_calls(), ElementsAre("scardcmd_ResetSecurityStatus 0"));
+        EXPECT_THAT(token.log().take(), ElementsAreArray(exceptions(PKCS15_E_FAILED, 1)));
+        EXPECT_THAT(token.remembered(), IsEmpty());
     }
 }
 

@@ -1,5 +1,4 @@
 // Skeletons of new objects, by the octets they are written as.
-#include "token/pkcs15_credential_cache.h"
 #include "token/pkcs15_types_functions.h"
 #include "token/sample_token.h"
 
@@ -72,16 +71,6 @@ TEST(Create, ObjectValuesWithAndWithoutARange) {
         asn1_ObjectValue_free(value);
     }
     EXPECT_EQ(pkcs15_CreateObjectValue(nullptr, 0, 0), nullptr);
-}
-
-TEST(Credentials, EntriesAreReleasedWhole) {
-    auto *entry = allocate<CredentialCacheEntry>();
-    entry->credentialId = asn1_Identifier_set(1);
-    entry->credential = allocate<uint8_t>(4);
-    entry->credentialLen = 4;
-    pkcs15_CredentialCacheEntry_free(entry);
-    pkcs15_CredentialCacheEntry_free(allocate<CredentialCacheEntry>());
-    pkcs15_CredentialCacheEntry_free(nullptr);
 }
 
 }  // namespace

@@ -253,20 +253,4 @@ TEST(Odf, IsReadAfresh) {
                                         exception_line("Error", "0xE0200011")));
 }
 
-TEST(DefaultDir, IsAFreshCloneEachTime) {
-    const Dir one(pkcs15_GetDefaultDIR()), other(pkcs15_GetDefaultDIR());
-    EXPECT_NE(one.get(), other.get());
-    EXPECT_EQ(to_hex(one->aid->data, one->aid->len), "A000000063504B43532D3135");
-    EXPECT_EQ(one->label->len, 0u);
-    EXPECT_EQ(to_hex(one->path->data, one->path->len), "3F005015");
-    EXPECT_EQ(one->ddo->oid, nullptr);
-    EXPECT_EQ(one->ddo->unusedPath, nullptr);
-    for (const auto &[path, expected] :
-         {std::pair{one->ddo->odfPath, "3F0050155031"}, std::pair{one->ddo->tokenInfoPath, "3F0050155032"}}) {
-        EXPECT_EQ(to_hex(path->path->data, path->path->len), expected);
-        EXPECT_EQ(path->index, nullptr);
-        EXPECT_EQ(path->length, nullptr);
-    }
-}
-
 }  // namespace

@@ -235,18 +235,6 @@ TEST_F(TlvEntryTest, DiscardAfterTwoUpdatesRestoresTheFirstRecord) {
     EXPECT_EQ(records()[0], before);
 }
 
-TEST_F(TlvEntryTest, AnErasedRecordIsFoundByTheNextAllocation) {
-    const Ref ref = reference(5);
-    ASSERT_EQ(get(ref), 0u);
-    EXPECT_EQ(release(ref, RELEASE_ERASE), 0u);
-    EXPECT_EQ(get(ref, FLAG_USE_CACHE), PKCS15_E_UNSUPPORTED);  // nothing there but the cache's 00 00
-    ObjectReference *made = nullptr;
-    ASSERT_EQ(pkcs15_ScAllocDFEntry(test_card, context.get(), 0, 16, &made, &object, &cardError), 0u);
-    const Ref owner(made);
-    EXPECT_EQ(made->objectId, 1);
-    EXPECT_EQ(release(owner, RELEASE_ERASE), 0u);
-}
-
 TEST(Dispatch, RefusesWhatTheReferenceCannotDo) {
     ObjectReference none{};
     void *object = nullptr;

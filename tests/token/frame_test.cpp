@@ -38,18 +38,14 @@ TEST(Frame, RaiseReportsTheCallersLineAtTheLevelOfTheSeverity) {
                                                        {PKCS15_W_CANCELLED_BY_USER, " Warn"},
                                                        {PKCS15_E_FAILED, "Error"}};
     for (const auto &[code, level] : cases) {
-        char *text = nullptr;
-        size_t size = 0;
-        FILE *stream = open_memstream(&text, &size);
-        pkcs15_LogInit(stream, 5);
+        const CapturedStream stream;
+        pkcs15_LogInit(stream.get(), 5);
         EXPECT_EQ(token::raise(code), code);
         const int line = __LINE__ - 1;
         pkcs15_LogClose();
-        std::fclose(stream);
         char expected[80];
         std::snprintf(expected, sizeof expected, "%s: Exception 0x%08X at pkcs15 (%d)\n", level, code, line);
-        EXPECT_NE(std::string(text).find(expected), std::string::npos) << text;
-        std::free(text);
+        EXPECT_NE(stream.text().find(expected), std::string::npos) << stream.text();
     }
 }
 
@@ -97,18 +93,6 @@ TEST(Frame, SelectsBelowTheApplicationOrByItsAid) {
         EXPECT_EQ(pkcs15_ScSelectFile(test_card, &context, given, length, nullptr, nullptr), PKCS15_E_DEVICE_ERROR);
         EXPECT_THAT(log.take(), ElementsAre("Warn Device error 0xE0116A82."));
     }
-}
-
-TEST(Frame, SelectionTellsTheFileType) {
-    TokenCard card(true);
-    card.files["3F0050154000"].type = tlv_records;
-    const Context context = acquire(card);
-    FileInfo info;
-    const Octets path = hex("4000");
-    EXPECT_EQ(pkcs15_ScSelectFile(test_card, context.get(), path.data(), 2, &info, nullptr), 0u);
-    EXPECT_EQ(info.fileType, tlv_records);
-    EXPECT_EQ(pkcs15_ScGetDIRRecord(context.get()), context->dirRecord);
-    EXPECT_EQ(pkcs15_ScGetTokenInfo(context.get()), context->tokenInfo);
 }
 
 // ---- accessors

@@ -3,21 +3,19 @@
 #include <sstream>
 #include <stdexcept>
 
-LogCapture::LogCapture(uint32_t level) : stream_(open_memstream(&text_, &size_)) {
-    EXPECT_EQ(pkcs15_LogInit(stream_, level), 0);
+LogCapture::LogCapture(uint32_t level) {
+    EXPECT_EQ(pkcs15_LogInit(stream_.get(), level), 0);
     take();
 }
 
 LogCapture::~LogCapture() {
     pkcs15_LogClose();
-    std::fclose(stream_);
-    std::free(text_);
 }
 
 std::vector<std::string> LogCapture::take() {
-    std::fflush(stream_);
-    std::istringstream added(std::string(text_ + taken_, size_ - taken_));
-    taken_ = size_;
+    const std::string all = stream_.text();
+    std::istringstream added(all.substr(taken_));
+    taken_ = all.size();
     std::vector<std::string> lines;
     for (std::string line; std::getline(added, line);) {
         const size_t level = line.find(' ') + sizeof "hh:mm:ss";  // behind process, thread and time

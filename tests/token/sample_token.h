@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "runtime/owned.h"
+#include "support/captured_stream.h"
 #include "support/scripted_card.h"
 #include "zelmop15/pkcs15.h"
 
@@ -27,10 +28,8 @@ class LogCapture {
     std::vector<std::string> take();
 
   private:
-    char *text_ = nullptr;
-    size_t size_ = 0;
+    CapturedStream stream_;
     size_t taken_ = 0;
-    FILE *stream_;
 };
 
 /// The line that a failure leaves.

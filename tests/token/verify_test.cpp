@@ -182,20 +182,6 @@ TEST(Verify, EachOutcome) {
     }
 }
 
-TEST(Verify, PlacesMayBeNull) {
-    AuthToken token;
-    token.script({ok, encoded, {sw_wrong}, ok, ok});
-    EXPECT_EQ(
-        pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin), octets_of("1234"), 4, 0, nullptr, nullptr),
-        PKCS15_E_VERIFICATION_FAILED);
-    EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(key), octets_of("1234"), 4, 0, nullptr, nullptr),
-              0u);
-    EXPECT_THAT(
-        token.card().take_calls(),
-        ElementsAre(select_plain_pin, "scard_FormatPin 31323334 1 4 8 8 null 64", "scardcmd_VerifyPIN 1 EE01 null 0",
-                    "scard_SelectFile null 3F0050154B06 null", "scardcmd_ExternalAuthenticate 136 31323334 0"));
-}
-
 TEST(Verify, RefusesWhatIsNoPinOrKey) {
     AuthToken token;
     PKCS15Object *object = static_cast<PKCS15Object *>(token.object(plain_pin)->value);
@@ -210,26 +196,27 @@ TEST(Verify, RefusesWhatIsNoPinOrKey) {
         uint32_t cardError = untouched;
         EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), type, octets_of("1"), 1, 0, nullptr, &cardError), code);
         EXPECT_EQ(cardError, untouched);
-        EXPECT_THAT(token.log().take(), ElementsAreArray([&] {
-                        char text[16];
-                        std::snprintf(text, sizeof text, "0x%08X", code);
-                        return Lines{exception_line("Error", text)};
-                    }()));
+        EXPECT_THAT(token.log().take(), ElementsAreArray(exceptions(code, 1)));
     }
     EXPECT_THAT(token.card().take_calls(), IsEmpty());
 }
 
 TEST(Verify, APinThatDoesNotFitIsCutTo64Octets) {
-    for (const size_t length : {63u, 64u, 65u, 300u}) {
-        AuthToken token;
-        token.script({ok, refused, ok});
-        const std::string value(length, '7');
-        EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin), octets_of(value.c_str()),
-                                  static_cast<uint32_t>(length), P15_VERIFY_CACHE, nullptr, nullptr),
-                  0u);
-        const std::string sent = to_hex(octets_of(value.c_str()), std::min<size_t>(length, 64));
-        EXPECT_EQ(token.card().take_calls().back(), "scardcmd_VerifyPIN 1 " + sent + " null 0");
-        EXPECT_THAT(token.remembered(), ElementsAre("1=" + value)) << "what is remembered is the value as given";
+    for (const size_t length : {1u, 64u, 65u, 300u}) {
+        for (const bool typed : {false, true}) {
+            AuthToken token;
+            token.script({ok, refused, ok});
+            const std::string value(length, '7');
+            std::snprintf(token.dialog().pin, sizeof token.dialog().pin, "%s", value.c_str());
+            EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin),
+                                      typed ? nullptr : octets_of(value.c_str()),
+                                      typed ? 0 : static_cast<uint32_t>(length), P15_VERIFY_CACHE, nullptr, nullptr),
+                      0u);
+            const std::string sent = to_hex(octets_of(value.c_str()), std::min<size_t>(length, 64));
+            EXPECT_EQ(token.card().take_calls().back(), "scardcmd_VerifyPIN 1 " + sent + " null 0");
+            const Lines as_given = {"1=" + value};
+            EXPECT_THAT(token.remembered(), ElementsAreArray(typed ? Lines{} : as_given));
+        }
     }
 }
 
@@ -256,8 +243,8 @@ TEST(Verify, MemoryRunsOutWhenTheCardHasAcceptedThePin) {
 }
 
 struct PromptCase {
-    std::string pinLabel;
-    std::string tokenLabel;
+    std::optional<std::string> pinLabel;
+    std::optional<std::string> tokenLabel;
     std::string prompt;
 };
 
@@ -265,6 +252,7 @@ TEST(Verify, LabelsAreArgumentsOfThePromptAndNothingElse) {
     using namespace std::string_literals;
     const PromptCase cases[] = {
         {"PIN", "Sample", "Please enter your PIN for Sample."},
+        {{}, {}, "Please enter your  for ."},
         {"%s%n%x", "%d%%", "Please enter your %s%n%x for %d%%."},
         {"a\0b"s, "T", "Please enter your a for T."},
         {"", "", "Please enter your  for ."},
@@ -275,10 +263,12 @@ TEST(Verify, LabelsAreArgumentsOfThePromptAndNothingElse) {
     for (const PromptCase &c : cases) {
         AuthToken token;
         auto *object = static_cast<PKCS15Object *>(token.object(plain_pin)->value);
-        const auto relabel = [](Label *&label, const std::string &octets) {
-            asn1_UTF8String_free(label);
-            label = asn1_UTF8String_new(static_cast<uint32_t>(octets.size()));
-            std::copy(octets.begin(), octets.end(), label->data);
+        const auto relabel = [](Label *&label, const std::optional<std::string> &octets) {
+            asn1_UTF8String_free(std::exchange(label, nullptr));
+            if (octets) {
+                label = asn1_UTF8String_new(static_cast<uint32_t>(octets->size()));
+                std::copy(octets->begin(), octets->end(), label->data);
+            }
         };
         relabel(object->commonObjectAttributes->label, c.pinLabel);
         relabel(token.get()->tokenInfo->label, c.tokenLabel);
@@ -290,40 +280,6 @@ TEST(Verify, LabelsAreArgumentsOfThePromptAndNothingElse) {
         EXPECT_TRUE(token.dialog().buffer_is_zero);
         EXPECT_EQ(token.dialog().words, 6u);
         EXPECT_THAT(token.dialog().word, ElementsAre(0, 0, 0, 64, 0, 0, 0, 0, 0));
-    }
-}
-
-TEST(Verify, LabelsMayBeAbsent) {
-    AuthToken token;
-    auto *object = static_cast<PKCS15Object *>(token.object(plain_pin)->value);
-    asn1_UTF8String_free(std::exchange(object->commonObjectAttributes->label, nullptr));
-    asn1_UTF8String_free(std::exchange(token.get()->tokenInfo->label, nullptr));
-    token.script({ok, encoded, ok});
-    EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin), nullptr, 0, 0, nullptr, nullptr), 0u);
-    EXPECT_STREQ(token.dialog().prompt, "Please enter your  for .");
-}
-
-TEST(Verify, TypedPinsUpTo64OctetsAreTakenWhole) {
-    for (const size_t length : {1u, 64u, 65u}) {
-        AuthToken token;
-        token.script({ok, refused, ok});
-        std::snprintf(token.dialog().pin, sizeof token.dialog().pin, "%s", std::string(length, '7').c_str());
-        EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin), nullptr, 0, 0, nullptr, nullptr),
-                  0u);
-        const std::string sent = std::string(std::min<size_t>(length, 64), '7');
-        EXPECT_EQ(token.card().take_calls().back(),
-                  "scardcmd_VerifyPIN 1 " + to_hex(octets_of(sent.c_str()), sent.size()) + " null 0");
-    }
-}
-
-TEST(Verify, ATypedPinIsAskedForAgain) {
-    AuthToken token;
-    token.script({ok, encoded, ok, ok, encoded, ok});
-    for (unsigned calls = 1; calls <= 2; ++calls) {
-        EXPECT_EQ(pkcs15_ScVerify(test_card, token.get(), token.object(plain_pin), nullptr, 0, P15_VERIFY_CACHE,
-                                  nullptr, nullptr),
-                  0u);
-        EXPECT_EQ(token.dialog().calls, calls);
     }
 }
 
