@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -BIS
 """Stands for a pinentry program whose answers go on from one run to the next, as a command that asks several questions
 needs it.
 

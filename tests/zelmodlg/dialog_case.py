@@ -119,7 +119,7 @@ class DialogCase(unittest.TestCase):
         program = self.bin / name
         # Not "env python3": PATH leads to the test's own programs alone.
         text = (HERE / "fake_pinentry.py").read_text()
-        program.write_text(f"#!{sys.executable} -B\n" + text.split("\n", 1)[1])
+        program.write_text(f"#!{sys.executable} -BIS\n" + text.split("\n", 1)[1])
         program.chmod(0o755)
         return program
 
