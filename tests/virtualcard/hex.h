@@ -2,40 +2,21 @@
 #ifndef TESTS_VIRTUALCARD_HEX_H
 #define TESTS_VIRTUALCARD_HEX_H
 
-#include <cstdint>
-#include <stdexcept>
-#include <string>
-#include <vector>
+#include <algorithm>
 
-inline std::vector<uint8_t> fromHex(const std::string &text) {
-    std::vector<uint8_t> octets;
-    std::string pair;
-    for (const char digit : text) {
-        if (digit == ' ')
-            continue;
-        pair.push_back(digit);
-        if (pair.size() < 2)
-            continue;
-        size_t used = 0;
-        octets.push_back(static_cast<uint8_t>(std::stoul(pair, &used, 16)));
-        if (used != 2)
-            throw std::invalid_argument(text);
-        pair.clear();
-    }
-    if (!pair.empty())
+#include "support/octets.h"
+
+inline Octets fromHex(const std::string &text) {
+    const auto blanks = static_cast<size_t>(std::count(text.begin(), text.end(), ' '));
+    if ((text.size() - blanks) % 2 != 0 || text.find_first_not_of("0123456789ABCDEF ") != std::string::npos)
         throw std::invalid_argument(text);
-    return octets;
+    return hex(text);
 }
 
-inline std::string toHex(const std::vector<uint8_t> &octets) {
-    static const char digits[] = "0123456789ABCDEF";
+inline std::string toHex(const Octets &octets) {
     std::string text;
-    for (size_t i = 0; i < octets.size(); i++) {
-        if (i != 0)
-            text += ' ';
-        text += digits[octets[i] >> 4];
-        text += digits[octets[i] & 15];
-    }
+    for (const uint8_t &octet : octets)
+        text += (text.empty() ? "" : " ") + to_hex(&octet, 1);
     return text;
 }
 

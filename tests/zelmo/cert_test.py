@@ -10,7 +10,7 @@ import subprocess
 
 from pin_case import (PIN, RIGHT, WRONG, PinCase, at, auth_id, auth_key, certificate, common, content, pin, rule, secret,
                       user_pin)
-from zelmo_case import DATA, ZELMO
+from zelmo_case import DATA
 
 PKI = DATA / "pki"
 SECOND = 0x83
@@ -214,13 +214,10 @@ class Writing(CertCase):
         card = DATA / "tokens" / "transparent.card"
         master, slave = pty.openpty()
         self.addCleanup(os.close, master)
-        command = [ZELMO, "--reader", f"virtual:{card}", "cert", "read", "Root CA"]
-        done = subprocess.run(command, stdout=slave, stderr=subprocess.PIPE, env=self.environment(), timeout=60)
-        self.assertEqual((done.returncode, done.stderr),
-                         (2, b"zelmo: a certificate's octets are nothing for a terminal; use --pem, or -o FILE\n"))
-        done = subprocess.run([*command, "--pem"], stdout=slave, env=self.environment(), timeout=60)
+        self.assertEqual(self.cert(card, "read", "Root CA", stdout=slave, code=2)[1],
+                         "zelmo: a certificate's octets are nothing for a terminal; use --pem, or -o FILE\n")
+        self.cert(card, "read", "Root CA", "--pem", stdout=slave)
         os.close(slave)
-        self.assertEqual(done.returncode, 0)
         self.assertTrue(os.read(master, 100).startswith(b"-----BEGIN CERTIFICATE-----\r\n"))
 
 

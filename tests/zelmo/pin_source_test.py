@@ -2,12 +2,10 @@
 
 import os
 import pty
-import subprocess
 import threading
 import unittest
 
 from pin_case import PIN, RIGHT, PinCase, common, pin, secret
-from zelmo_case import ZELMO
 
 LONG = "ä" * 32  # 64 octets
 
@@ -60,9 +58,7 @@ class Lines(SourceCase):
             lines.write(b"first\nfirst\nsecond\nsecond\n")
             lines.seek(0)
             for verb in ("verify", "change", "verify"):
-                done = subprocess.run([ZELMO, "--reader", f"virtual:{card}", "pin", verb, "01", "--pin-fd", "0"],
-                                      stdin=lines.fileno(), env=self.environment(), capture_output=True, timeout=60)
-                self.assertEqual(done.returncode, 0, verb)
+                self.pin(card, verb, "01", "--pin-fd", 0, stdin=lines)
 
 
 class Descriptors(SourceCase):
@@ -71,30 +67,23 @@ class Descriptors(SourceCase):
 
     def test_not_for_reading(self):
         with open("/dev/null", "w") as null:
-            done = subprocess.run([ZELMO, "--reader", f"virtual:{self.text_card()}", "pin", "verify", "01", "--pin-fd",
-                                   str(null.fileno())], pass_fds=[null.fileno()], env=self.environment(),
-                                  capture_output=True, timeout=60)
-        self.assertEqual((done.returncode, done.stdout), (1, b""))
-        self.assertIn(b"Bad file descriptor; ", done.stderr)
+            self.unsent(self.text_card(), "verify", "01", "--pin-fd", null.fileno(), message="Bad file descriptor; ",
+                        fds=[null.fileno()])
 
     def test_a_terminal_would_show_it(self):
         master, slave = pty.openpty()
         self.addCleanup(os.close, master)
         self.addCleanup(os.close, slave)
-        command = [ZELMO, "--reader", f"virtual:{self.text_card()}", "pin", "verify", "01", "--pin-fd", "0"]
-        done = subprocess.run(command, stdin=slave, env=self.environment(), capture_output=True, timeout=60)
-        self.assertEqual(done.returncode, 1)
-        self.assertIn(b"descriptor 0: it is a terminal, which shows what is typed; ", done.stderr)
+        self.unsent(self.text_card(), "verify", "01", "--pin-fd", 0, stdin=slave,
+                    message="descriptor 0: it is a terminal, which shows what is typed; ")
 
     def test_a_slow_writer(self):
         card = self.text_card("slow")
         reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
         threading.Timer(0.3, lambda: (os.write(writer, b"ow\n"), os.close(writer))).start()
         os.write(writer, b"sl")
-        done = subprocess.run([ZELMO, "--reader", f"virtual:{card}", "pin", "verify", "01", "--pin-fd", "0"],
-                              stdin=reader, env=self.environment(), capture_output=True, timeout=60)
-        os.close(reader)
-        self.assertEqual(done.returncode, 0)
+        self.pin(card, "verify", "01", "--pin-fd", 0, stdin=reader)
 
     def test_wrong_use(self):
         card = self.text_card()

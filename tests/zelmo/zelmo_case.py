@@ -32,7 +32,7 @@ class ZelmoCase(unittest.TestCase):
         return {**base, "ZELMODLG_PINENTRY": str(self.folder / "no-pinentry"), **(env or {})}
 
     def zelmo(self, *arguments, code=0, env=None, stdout=subprocess.PIPE, pins=None, program=ZELMO, raw=False,
-              fds=()):
+              stdin=subprocess.DEVNULL, fds=()):
         """Runs the command and returns (stdout, stderr); the exit code must be `code`. `pins` are lines, or octets as
         they stand, for it to read with --pin-fd; `fds` are descriptors that it may use."""
         descriptors = tuple(fds)
@@ -44,7 +44,7 @@ class ZelmoCase(unittest.TestCase):
             arguments += ("--pin-fd", reader)
             descriptors += (reader,)
         done = subprocess.run([program, *map(str, arguments)], stdout=stdout, stderr=subprocess.PIPE, timeout=60,
-                              stdin=subprocess.DEVNULL, env=self.environment(env), pass_fds=descriptors,
+                              stdin=stdin, env=self.environment(env), pass_fds=descriptors,
                               start_new_session=True)
         out = done.stdout or b""
         out = out if raw else out.decode()

@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 #include <new>
 #include <string>
-#include <unistd.h>
 
 #include "support/alloc_fault.h"
+#include "support/temp_directory.h"
 #include "zelmodlg/zelmodlg.h"
 
 // Through malloc(), which fails on demand.
@@ -36,19 +36,12 @@ uintptr_t word(const void *pointer) {
 class Sweep : public testing::Test {
   protected:
     void SetUp() override {
-        char name[] = "/tmp/zelmodlg.XXXXXX";
-        ASSERT_NE(mkdtemp(name), nullptr);
-        folder_ = name;
-        const std::string program = folder_ + "/pinentry";
+        const std::string program = folder_.file("pinentry");
         std::ofstream(program) << "#!/bin/sh\necho OK\nwhile read -r line; do\n"
                                   "[ \"$line\" != GETPIN ] || echo D 1234\necho OK\ndone\n";
         std::filesystem::permissions(program, std::filesystem::perms::owner_all);
         setenv("ZELMODLG_PINENTRY", program.c_str(), 1);
     }
-    void TearDown() override {
-        std::filesystem::remove_all(folder_);
-    }
-
     static int descriptors() {
         int count = 0;
         for (int descriptor = 0; descriptor < 256; ++descriptor)
@@ -77,7 +70,7 @@ class Sweep : public testing::Test {
     }
 
   private:
-    std::string folder_;
+    const TempDirectory folder_;
 };
 
 TEST_F(Sweep, GetPIN) {
