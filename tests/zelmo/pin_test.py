@@ -62,27 +62,6 @@ class Presenting(PinCase):
         self.assertIn("the token has no PIN; ", self.failed(card, "verify", "04", pins=[RIGHT], code=6))
         self.assertEqual(self.pin(card, "list")[0], "PINs (0)\n")
 
-    def test_forms(self):
-        # What the card keeps follows from PKCS #15, 6.8.2, and ISO 9564-1; written down here by hand.
-        forms = [
-            ("bcd", "123456", "123456FFFFFFFFFF", {"padChar": b"\xFF"}),
-            ("bcd", "12345", "12345FFFFFFFFFFF", {"padChar": b"\xFF"}),
-            ("asciiNumeric", "12345678", "3132333435363738", {}),
-            ("asciiNumeric", "1234", "3132333420202020", {"padChar": b"\x20"}),
-            ("utf8", "pä$s", "70C3A42473000000", {}),
-            ("halfNibbleBcd", "1234", "F1F2F3F4FFFFFFFF", {"padChar": b"\xFF"}),
-            ("iso9564-1", "1234", "241234FFFFFFFFFF", {}),
-        ]
-        for kind, typed, kept, more in forms:
-            with self.subTest(kind=kind, typed=typed):
-                card = self.card_with([user_pin(kind=kind, **more)], [secret(PIN, bytes.fromhex(kept))])
-                self.pin(card, "verify", "01", pins=[typed])
-
-    def test_folded_text(self):
-        unpadded = pin(common("Word"), 1, ["initialized"], "utf8", 4, 12, pinReference=PIN)
-        card = self.card_with([unpadded], [secret(PIN, "STRASSE")])
-        self.pin(card, "verify", "Word", pins=["straße"])
-
     def test_what_cannot_be_presented(self):
         card = self.plain_card()
         cases = [

@@ -132,14 +132,6 @@ TEST_P(VirtualReader, ResetEndsAVerification) {
     EXPECT_EQ(retries, 3);
 }
 
-TEST_P(VirtualReader, TellsOfItself) {
-    CardInfo info = {};
-    EXPECT_EQ(scard_GetCardInfo(card, &info), 0u);
-    EXPECT_EQ(info.lifeCycle, 52u);
-    EXPECT_EQ(info.serialLength, 8u);
-    EXPECT_EQ(info.extendedLength, GetParam() ? 1u : 0u);
-}
-
 /// What another process gets from the card in `file`: the results of a command, a reset and a transaction.
 std::vector<uint32_t> resultsElsewhere(const std::string &file) {
     std::vector<uint32_t> results(3);
