@@ -133,6 +133,7 @@ TEST(ReadBinary, GoesOnToTheEnd) {
         {"short identifier", "00 B0 91 10 05 > 01 90 00 | 00 B0 00 11 04 > 6B 00", 5, 0, "01", 0x10, 17},
         {"short identifier 0", "", 5, invalidParameter, "", 0, 0},
         {"short identifier 31", "", 5, invalidParameter, "", 0, 31},
+        {"short identifier, last offset", "00 B0 91 FF 01 > 01 90 00", 1, 0, "01", 255, 17},
         {"short identifier, far", "", 5, invalidParameter, "", 256, 17},
         {"last short offset", "00 B0 7F FF 01 > 01 90 00", 1, 0, "01", 0x7FFF},
         {"long offset", far + "06 > 53 02 01 02 90 00", 2, 0, "01 02", 0x8000},
