@@ -76,7 +76,7 @@ F {"fid":"3FFF","kind":"df"} > .fid: is reserved
 F {"fid":"5015","kind":"df","access":{"read":"always"}} > .access.read: is no operation of a DF
 F {"fid":"5015","kind":"df","access":{"unblock":"always"}} > .access.unblock: is no operation of a DF
 F {"fid":"5015","kind":"df","name":""} > .name: has 0 octets, must have 1 to 16
-F {"fid":"2F00","kind":"df"},{"fid":"2F00","kind":"df"} > x.card: $.root.files[1].fid: is reserved, its DF's own, or another file's
+F {"fid":"2F00","kind":"df"},{"fid":"2F00","kind":"df"} > x.card: $.root.files[1].fid: is reserved, its DF's own, or another
 E "sfi":31 > .sfi: must be a whole number from 1 to 30
 E "sfi":1},{"fid":"2F01","kind":"transparent","sfi":1 > x.card: $.root.files[1].sfi: is another file's
 E "records":[] > : unknown member "records"
@@ -113,7 +113,7 @@ K "unblockedBy":2 > : unknown member "unblockedBy"
 K "minLength":2 > : unknown member "minLength"
 K "access":{"unblock":"always"} > .access.unblock: is no operation of a key
 K "algorithm":"des" > .algorithm: "des" is none of "aes", "3des"
-V "keys":[{"reference":1,"value":"00","algorithm":"aes"}] > x.card: $.keys[0].value: has 1 octets, which no key of "aes" has
+V "keys":[{"reference":1,"value":"00","algorithm":"aes"}] > x.card: $.keys[0].value: has 1 octets, which no key
 K "algorithm":"3des" > .value: has 32 octets, which no key of "3des" has)raw";
 
 std::string withMembers(char where, const std::string &members) {

@@ -1,5 +1,4 @@
-"""The shared token library finds the dialogs by itself, beside itself. What dialogs come to is in zelmo's pin_dialog_test.
-"""
+"""The shared token library finds the dialogs by itself, beside itself."""
 
 import os
 import pathlib
