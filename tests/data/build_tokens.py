@@ -9,13 +9,12 @@ models (token_models.py) and the checked-in keys and certificates of pki/.
 """
 
 import json
-import pathlib
-import sys
 
 import pkcs15_asn1 as p15
 import token_models
+from products import write_or_check
+from token_objects import present
 
-HERE = pathlib.Path(__file__).parent
 RECORD_SIZE = 234  # greatest record of a directory file, with its two header octets
 TYPE_NAMES = [name for name, _ in p15.OBJECT_TYPES]
 CARRIED = {"privateECKey", "privateDHKey", "privateDSAKey", "privateKEAKey", "publicECKey", "spkiCertificate"}
@@ -24,14 +23,8 @@ CARRIED = {"privateECKey", "privateDHKey", "privateDSAKey", "privateKEAKey", "pu
 
 
 def transparent_file(fid, data, size=None, sfi=None, access=None):
-    file = {"fid": fid, "kind": "transparent"}
-    if sfi is not None:
-        file["sfi"] = sfi
-    if size is not None:
-        file["size"] = size
-    file["data"] = data.hex().upper()
-    file["access"] = access or {"read": "always", "update": "never"}
-    return file
+    return present(fid=fid, kind="transparent", sfi=sfi, size=size, data=data.hex().upper(),
+                   access=access or {"read": "always", "update": "never"})
 
 
 def record_file(fid, kind, records):
@@ -202,25 +195,10 @@ def expected(token):
 def products():
     for make in token_models.TOKENS:
         token = make()
-        yield HERE / "tokens" / f"{token['name']}.card", image(token)
-        yield HERE / "expected" / f"{token['name']}.json", expected(token)
-
-
-def main():
-    check = sys.argv[1:] == ["--check"]
-    if sys.argv[1:] and not check:
-        sys.exit("usage: build_tokens.py [--check]")
-    stale = []
-    for file, value in products():
-        text = json.dumps(value, indent=2, ensure_ascii=False) + "\n"
-        if not check:
-            file.parent.mkdir(exist_ok=True)
-            file.write_text(text, encoding="utf-8")
-        elif not file.exists() or file.read_text(encoding="utf-8") != text:
-            stale.append(str(file.relative_to(HERE)))
-    if stale:
-        sys.exit("not what build_tokens.py makes: " + ", ".join(stale))
+        for name, value in ((f"tokens/{token['name']}.card", image(token)),
+                            (f"expected/{token['name']}.json", expected(token))):
+            yield name, json.dumps(value, indent=2, ensure_ascii=False) + "\n"
 
 
 if __name__ == "__main__":
-    main()
+    write_or_check(products())

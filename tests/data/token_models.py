@@ -5,7 +5,7 @@ import hashlib
 import pkcs15_asn1 as p15
 from token_objects import (CA, DES3_CBC, EC, RSA_PKCS, RSA_RAW, RSA_SHA1, USER1, USER2, algorithm, assemble, at, auth_id,
                            auth_key, cert_hash, certificate, common, data_object, described, key, key_identifier, path,
-                           pin, private_rsa, public_rsa, rsa, rule, secret)
+                           pin, present, private_rsa, public_rsa, rsa, rule, secret)
 
 AID = "A000000063504B43532D3135"
 OID_PKCS15 = "1.2.840.113549.1.15"
@@ -42,10 +42,7 @@ def key_file(fid):
 
 
 def dir_entry(label="Zelmop test token", file="3F005015", aid=AID, ddo=None):
-    value = {"aid": bytes.fromhex(aid), "label": label, "path": bytes.fromhex(file)}
-    if ddo is not None:
-        value["ddo"] = ddo
-    return value
+    return present(aid=bytes.fromhex(aid), label=label, path=bytes.fromhex(file), ddo=ddo)
 
 
 def user_pin(**more):

@@ -4,6 +4,7 @@ import hashlib
 import pathlib
 
 from pyasn1.codec.der import decoder, encoder
+from pyasn1.type import univ
 
 import pkcs15_asn1 as p15
 
@@ -28,14 +29,14 @@ class Holder:
 CA, USER1, USER2, EC = Holder("ca"), Holder("user1"), Holder("user2"), Holder("ec")
 
 
+def present(**fields):
+    """A value without the fields that are None."""
+    return {name: value for name, value in fields.items() if value is not None}
+
+
 def path(file, index=None, length=None):
     """A Path from hexadecimal file identifiers."""
-    value = {"path": bytes.fromhex(file)}
-    if index is not None:
-        value["index"] = index
-    if length is not None:
-        value["length"] = length
-    return value
+    return present(path=bytes.fromhex(file), index=index, length=length)
 
 
 def at(file, index=None, length=None):
@@ -53,26 +54,13 @@ def auth_id(number):
 
 def common(label=None, flags=None, auth=None, rules=None, consent=None):
     """CommonObjectAttributes."""
-    value = {}
-    if label is not None:
-        value["label"] = label
-    if flags is not None:
-        value["flags"] = flags
-    if auth is not None:
-        value["authId"] = bytes([auth])
-    if consent is not None:
-        value["userConsent"] = consent
-    if rules is not None:
-        value["accessControlRules"] = rules
-    return value
+    return present(label=label, flags=flags, authId=None if auth is None else bytes([auth]), userConsent=consent,
+                   accessControlRules=rules)
 
 
 def assemble(attributes, class_attributes, type_attributes, sub_class=None):
-    value = {"commonObjectAttributes": attributes, "classAttributes": class_attributes}
-    if sub_class is not None:
-        value["subClassAttributes"] = sub_class
-    value["typeAttributes"] = type_attributes
-    return value
+    return present(commonObjectAttributes=attributes, classAttributes=class_attributes, subClassAttributes=sub_class,
+                   typeAttributes=type_attributes)
 
 
 def key(iD, usage, **more):
@@ -80,10 +68,7 @@ def key(iD, usage, **more):
 
 
 def rsa(file, bits=2048, info=None):
-    value = {**at(file), "modulusLength": bits}
-    if info is not None:
-        value["keyInfo"] = info
-    return value
+    return present(**at(file), modulusLength=bits, keyInfo=info)
 
 
 def private_rsa(attributes, class_attributes, type_attributes, sub_class=None):
@@ -123,7 +108,7 @@ def auth_key(attributes, number, key_id, **more):
 
 def key_identifier(kind, value):
     """CredentialIdentifier with an OCTET STRING value (kind 2: subject key identifier)."""
-    octets = encoder.encode(p15.Identifier(value))
+    octets = encoder.encode(univ.OctetString(value))
     return p15.encode(p15.CredentialIdentifier, {"idType": kind, "idValue": octets})
 
 
@@ -132,17 +117,12 @@ def cert_hash(holder):
 
 
 def algorithm(reference, mechanism, operations, oid=None, card_reference=None, parameters=NULL):
-    value = {"reference": reference, "algorithm": mechanism, "parameters": parameters,
-             "supportedOperations": operations}
-    if oid is not None:
-        value["algId"] = oid
-    if card_reference is not None:
-        value["algRef"] = card_reference
-    return value
+    return present(reference=reference, algorithm=mechanism, parameters=parameters, supportedOperations=operations,
+                   algId=oid, algRef=card_reference)
 
 
 RSA_PKCS = algorithm(1, 1, ["computeSignature", "decipher"], "1.2.840.113549.1.1.1", 0x12)
 RSA_SHA1 = algorithm(2, 6, ["computeSignature", "hash"], "1.2.840.113549.1.1.5", 0x22)
 RSA_RAW = algorithm(3, 3, ["computeSignature"])
 DES3_CBC = algorithm(4, 0x133, ["encipher", "decipher"], "1.2.840.113549.3.7", 0x31,
-                     encoder.encode(p15.Identifier(bytes(8))))
+                     encoder.encode(univ.OctetString(bytes(8))))
