@@ -1,9 +1,8 @@
 // Nesting of any depth in a thread with a small stack.
-#include <chrono>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include "asn1/bytes.h"
 #include "asn1/record_table.h"
 
 namespace {
@@ -25,103 +24,72 @@ void on_small_stack(Work work) {
     pthread_attr_destroy(&attributes);
 }
 
-// `core` wrapped in headers with `tag` until the whole has about `size` octets; written from the back.
-Bytes nested(uint8_t tag, const Bytes &core, size_t size) {
-    Bytes reversed(core.rbegin(), core.rend());
-    while (reversed.size() < size) {
-        uint8_t header[6];
-        uint8_t *cursor = header;
-        const uint32_t octets = asn1_TagLength_e(&cursor, tag, static_cast<uint32_t>(reversed.size()));
-        for (uint32_t i = octets; i-- > 0;)
-            reversed.push_back(header[i]);
+struct Level {
+    std::vector<std::pair<uint8_t, Bytes>> headers;  ///< Tags, each with the octets at the start of its content.
+    Bytes tail;                                      ///< Octets behind what is inside.
+};
+
+/// `core` in so many levels that the whole has about `size` octets.
+Bytes nested(const Level &level, const Bytes &core, size_t size) {
+    Bytes reversed(core.rbegin(), core.rend());  // written from the back
+    size_t behind = 0;
+    const auto put = [&](const uint8_t *first, const uint8_t *last) {
+        while (last != first)
+            reversed.push_back(*--last);
+    };
+    while (reversed.size() + behind < size) {
+        behind += level.tail.size();
+        for (auto header = level.headers.rbegin(); header != level.headers.rend(); ++header) {
+            put(header->second.data(), header->second.data() + header->second.size());
+            uint8_t octets[6];
+            uint8_t *cursor = octets;
+            asn1_TagLength_e(&cursor, header->first, static_cast<uint32_t>(reversed.size() + behind));
+            put(octets, cursor);
+        }
     }
-    return Bytes(reversed.rbegin(), reversed.rend());
+    std::reverse(reversed.begin(), reversed.end());
+    for (; behind != 0; behind -= level.tail.size())
+        reversed.insert(reversed.end(), level.tail.begin(), level.tail.end());
+    return reversed;
+}
+
+/// Reads, copies, releases, writes and releases again.
+void expect_round_trip(const char *type, const Bytes &octets) {
+    on_small_stack([&] {
+        const Input input(octets);
+        const Record copy = Record(type, input).copy();
+        EXPECT_EQ(copy.written(), octets);
+    });
 }
 
 TEST(Nesting, ConditionsAreReadCopiedWrittenAndReleased) {
-    on_small_stack([] {
-        const RecordType *type = find_record_type("SecurityCondition");
-        for (const size_t size : {size_t{32} * 1024, size_t{1} << 20}) {
-            const Bytes octets = nested(0xA1, from_hex("A206 040101 800102"), size);
-            const Input input(octets);
-            void *value = nullptr;
-            ASSERT_EQ(type->d(input.begin(), input.end(), 0, &value, 0), input.end());
-            void *copy = type->clone(value);
-            type->free(value);
-            EXPECT_EQ(encode([&](uint8_t **cursor) { return type->e(cursor, copy); }), octets);
-            type->free(copy);
-        }
-    });
+    for (const size_t size : {size_t{32} * 1024, size_t{1} << 20})
+        expect_round_trip("SecurityCondition", nested({{{0xA1, {}}}, {}}, from_hex("A206 040101 800102"), size));
 }
 
-// Signed data that holds signed data that holds ... until the whole has about `size` octets; written from the back.
-Bytes nested_messages(size_t size) {
-    const Bytes type = from_hex("06{2A864886F70D010702}"), head = from_hex("020101 3100"), tail = from_hex("3100");
-    Bytes reversed(type.rbegin(), type.rend());  // the innermost has no content
-    size_t behind = 0;
-    const auto put = [&](const Bytes &octets) { reversed.insert(reversed.end(), octets.rbegin(), octets.rend()); };
-    const auto wrap = [&](uint8_t tag) {
-        uint8_t header[6];
-        uint8_t *cursor = header;
-        asn1_TagLength_e(&cursor, tag, static_cast<uint32_t>(reversed.size() + behind));
-        put(Bytes(header, cursor));
-    };
-    wrap(0x30);
-    while (reversed.size() + behind < size) {
-        behind += tail.size();
-        put(head);
-        wrap(0x30);
-        wrap(0xA0);
-        put(type);
-        wrap(0x30);
-    }
-    Bytes octets(reversed.rbegin(), reversed.rend());
-    for (; behind != 0; behind -= tail.size())
-        octets.insert(octets.end(), tail.begin(), tail.end());
-    return octets;
-}
-
+// Signed data that holds signed data that holds ... and the innermost has no content.
 TEST(Nesting, MessagesAreReadCopiedWrittenAndReleased) {
-    on_small_stack([] {
-        const RecordType *type = find_record_type("ContentInfo");
-        const Bytes octets = nested_messages(size_t{1} << 20);
-        const Input input(octets);
-        void *value = nullptr;
-        ASSERT_EQ(type->d(input.begin(), input.end(), 0, &value, 0), input.end());
-        void *copy = type->clone(value);
-        type->free(value);
-        EXPECT_EQ(encode([&](uint8_t **cursor) { return type->e(cursor, copy); }), octets);
-        type->free(copy);
-        // The last signer infos are no set.
-        Bytes spoiled = octets;
-        spoiled[octets.size() - 2] = 0x30;
-        const Input wrong(spoiled);
-        value = nullptr;
-        EXPECT_EQ(type->d(wrong.begin(), wrong.end(), 0, &value, 0), nullptr);
-        EXPECT_EQ(value, nullptr);
-    });
+    const Bytes type = from_hex("06{2A864886F70D010702}");
+    const Level level = {{{0x30, type}, {0xA0, {}}, {0x30, from_hex("020101 3100")}}, from_hex("3100")};
+    Bytes octets = nested(level, from_hex("30{06{2A864886F70D010702}}"), size_t{1} << 20);
+    expect_round_trip("ContentInfo", octets);
+    octets[octets.size() - 2] = 0x30;  // the last signer infos are no set
+    on_small_stack([&] { EXPECT_EQ(Record("ContentInfo", Input(octets)).position, -1); });
 }
 
 TEST(Nesting, HeadersWithNothingInsideFailCleanly) {
     on_small_stack([] {
         for (const char *pattern : {"A180", "A280", "2480", "2380", "3080", "A080", "24820000", "A1847FFFFFFF"}) {
             Bytes octets;
-            const Bytes one = from_hex(pattern);
             while (octets.size() < size_t{32} * 1024)
-                octets.insert(octets.end(), one.begin(), one.end());
+                octets = octets.size() < 16 ? octets + from_hex(pattern) : octets + octets;
             const Input input(octets);
             for (const RecordType &type : record_types()) {
-                void *value = nullptr;
-                const uint8_t *z = type.d(input.begin(), input.end(), 0, &value, 0);
-                EXPECT_TRUE(z == nullptr || z <= input.end());
-                type.free(value);
+                const Record record(type.name, input);
+                EXPECT_LE(record.position, static_cast<std::ptrdiff_t>(octets.size()));
             }
-            asn1_OctetString *string = nullptr;
-            EXPECT_EQ(asn1_OctetString_d(input.begin(), input.end(), 0, &string, 0) == nullptr,
-                      std::string(pattern) != "24820000");
-            asn1_OctetString_free(string);
-            asn1_BitString *bits = nullptr;
-            EXPECT_EQ(asn1_BitString_d(input.begin(), input.end(), 0, &bits, 0), nullptr);
+            EXPECT_EQ(Record("OctetString", input).value == nullptr, std::string(pattern) != "24820000");
+            EXPECT_EQ(Record("BitString", input).value, nullptr);
         }
     });
 }
@@ -129,30 +97,23 @@ TEST(Nesting, HeadersWithNothingInsideFailCleanly) {
 TEST(Nesting, TenMegabytesOfSegments) {
     on_small_stack([] {
         const size_t size = 10'000'000;
-        const Input definite(nested(0x24, from_hex("0403414243"), size));
-        asn1_OctetString *string = nullptr;
-        ASSERT_EQ(asn1_OctetString_d(definite.begin(), definite.end(), 0, &string, 0), definite.end());
-        EXPECT_EQ(to_hex(string->data, string->len), "414243");
-        asn1_OctetString_free(string);
-
-        const Input bits(nested(0x23, from_hex("030205A0"), size));
-        asn1_BitString *bit_string = nullptr;
-        ASSERT_EQ(asn1_BitString_d(bits.begin(), bits.end(), 0, &bit_string, 0), bits.end());
-        EXPECT_EQ(bit_string->bits, 8u);
-        asn1_BitString_free(bit_string);
+        const Bytes definite = nested({{{0x24, {}}}, {}}, from_hex("0403414243"), size);
+        EXPECT_EQ(to_hex(Record("OctetString", Input(definite)).written()), "0403414243");
+        const Bytes bits = nested({{{0x23, {}}}, {}}, from_hex("030205A0"), size);
+        EXPECT_EQ(Record("BitString", Input(bits)).as<asn1_BitString>()->bits, 8u);
 
         // Indefinite all the way down, each level with a segment before and behind the next.
-        Bytes octets;
-        for (size_t i = 0; i < size / 10; ++i)
-            octets.insert(octets.end(), {0x24, 0x80, 0x04, 0x01, 0x41});
-        for (size_t i = 0; i < size / 10; ++i)
-            octets.insert(octets.end(), {0x04, 0x01, 0x42, 0x00, 0x00});
-        const Input indefinite(octets);
-        string = nullptr;
-        ASSERT_EQ(asn1_OctetString_d(indefinite.begin(), indefinite.end(), 0, &string, 0), indefinite.end());
+        Bytes octets(size);
+        for (size_t i = 0; i < size / 10; ++i) {
+            std::memcpy(&octets[5 * i], "\x24\x80\x04\x01\x41", 5);
+            std::memcpy(&octets[size / 2 + 5 * i], "\x04\x01\x42\x00\x00", 5);
+        }
+        const Record indefinite("OctetString", Input(octets));
+        ASSERT_EQ(indefinite.position, static_cast<std::ptrdiff_t>(octets.size()));
+        const auto *string = indefinite.as<asn1_OctetString>();
         EXPECT_EQ(string->len, 2 * (size / 10));
+        EXPECT_EQ(string->data[size / 10 - 1], 'A');
         EXPECT_EQ(string->data[size / 10], 'B');
-        asn1_OctetString_free(string);
     });
 }
 
@@ -167,10 +128,8 @@ TEST(Nesting, NegationsAreWrittenCopiedAndReleased) {
             outer->value = root;
             root = outer;
         }
-        SecurityCondition *copy = asn1_SecurityCondition_clone(root);
-        EXPECT_EQ(to_hex(encode([&](uint8_t **cursor) { return asn1_SecurityCondition_e(cursor, copy); })), "800107");
-        asn1_SecurityCondition_free(copy);
-        asn1_SecurityCondition_free(root);
+        const Record whole("SecurityCondition", root);
+        EXPECT_EQ(to_hex(whole.copy().written()), "800107");
     });
 }
 

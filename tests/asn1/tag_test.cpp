@@ -1,44 +1,27 @@
 // Tags, lengths, wrappers and lists.
 #include <gtest/gtest.h>
 
-#include "asn1/bytes.h"
+#include "asn1/record_table.h"
 
 namespace {
 
-uint32_t integer_e(uint8_t **cursor, const void *value) {
-    return asn1_Integer_e(cursor, static_cast<const asn1_Integer *>(value));
-}
-
-const uint8_t *integer_d(const uint8_t *z, const uint8_t *end, uint8_t impl_tag, void **value, uint16_t level) {
-    auto *typed = static_cast<asn1_Integer *>(*value);
-    z = asn1_Integer_d(z, end, impl_tag, &typed, level);
-    *value = typed;
-    return z;
-}
-
-void integer_free(void *value) {
-    asn1_Integer_free(static_cast<asn1_Integer *>(value));
-}
+const RecordType &integer = *find_record_type("Integer");
 
 TEST(Length, IsWrittenInTheShortestForm) {
-    const struct {
-        uint32_t length;
-        const char *octets;
-    } rows[] = {
-        {0, "00"},
-        {1, "01"},
-        {127, "7F"},
-        {128, "8180"},
-        {255, "81FF"},
-        {256, "820100"},
-        {0xFFFF, "82FFFF"},
-        {0x10000, "83010000"},
-        {0xFFFFFF, "83FFFFFF"},
-        {0x1000000, "8401000000"},
-        {0xFFFFFFFF, "84FFFFFFFF"},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(to_hex(encode([&](uint8_t **cursor) { return asn1_Length_e(cursor, row.length); })), row.octets);
+    for (const auto &[length, octets] : {std::pair(0u, "00"),
+                                         {1u, "01"},
+                                         {127u, "7F"},
+                                         {128u, "8180"},
+                                         {255u, "81FF"},
+                                         {256u, "820100"},
+                                         {0xFFFFu, "82FFFF"},
+                                         {0x10000u, "83010000"},
+                                         {0xFFFFFFu, "83FFFFFF"},
+                                         {0x1000000u, "8401000000"},
+                                         {0xFFFFFFFFu, "84FFFFFFFF"}}) {
+        const uint32_t count = length;
+        EXPECT_EQ(encoded([count](uint8_t **cursor) { return asn1_Length_e(cursor, count); }), octets);
+    }
 }
 
 TEST(Length, IsReadInEveryFormUpToFourOctets) {
@@ -46,8 +29,7 @@ TEST(Length, IsReadInEveryFormUpToFourOctets) {
         const char *octets;
         bool may_be_indefinite;
         int position;  // -1: refused
-        uint32_t length;
-        uint32_t indefinite;
+        uint32_t length, indefinite;
     } rows[] = {
         {"", false, -1, 0, 0},
         {"00", false, 1, 0, 0},
@@ -66,8 +48,7 @@ TEST(Length, IsReadInEveryFormUpToFourOctets) {
     };
     for (const auto &row : rows) {
         const Input input(row.octets);
-        uint32_t length = 77;
-        uint32_t indefinite = 77;
+        uint32_t length = 77, indefinite = 77;
         const uint8_t *z =
             asn1_Length_d(input.begin(), input.end(), &length, row.may_be_indefinite ? &indefinite : nullptr, 0);
         EXPECT_EQ(z == nullptr ? -1 : z - input.begin(), row.position) << row.octets;
@@ -103,43 +84,40 @@ TEST(Tag, FormAndImplicitTagDecideWhatPasses) {
 }
 
 TEST(EndOfContents, IsTwoZeroOctets) {
-    const struct {
-        const char *octets;
-        bool found;
-    } rows[] = {{"0000", true}, {"000001", true}, {"00", false}, {"", false}, {"0001", false}, {"0100", false}};
-    for (const auto &row : rows) {
-        const Input input(row.octets);
-        EXPECT_EQ(asn1_eoc_d(input.begin(), input.end()) == input.begin() + 2, row.found) << row.octets;
+    for (const auto &[octets, found] :
+         {std::pair("0000", true), {"000001", true}, {"00", false}, {"", false}, {"0001", false}, {"0100", false}}) {
+        const Input input(octets);
+        EXPECT_EQ(asn1_eoc_d(input.begin(), input.end()) == input.begin() + 2, found) << octets;
     }
-    EXPECT_EQ(to_hex(encode([](uint8_t **cursor) { return asn1_eoc_e(cursor); })), "0000");
+    EXPECT_EQ(encoded([](uint8_t **cursor) { return asn1_eoc_e(cursor); }), "0000");
 }
 
 TEST(Wrappers, AreWrittenAroundOrOverTheElement) {
     const asn1_Integer *five = asn1_Integer_3();
-    const auto implicit = [&](uint8_t **cursor) { return asn1_implicit_e(cursor, 0x80, five, integer_e); };
-    const auto explicit_ = [&](uint8_t **cursor) { return asn1_explicit_e(cursor, 0x81, five, integer_e); };
-    EXPECT_EQ(to_hex(encode(implicit)), "800103");
-    EXPECT_EQ(to_hex(encode(explicit_)), "A103020103");
+    const auto implicit = [&](uint8_t **cursor) { return asn1_implicit_e(cursor, 0x80, five, integer.e); };
+    const auto explicit_ = [&](uint8_t **cursor) { return asn1_explicit_e(cursor, 0x81, five, integer.e); };
+    EXPECT_EQ(encoded(implicit), "800103");
+    EXPECT_EQ(encoded(explicit_), "A103020103");
 }
 
 TEST(Wrappers, LeaveSurplusToTheCaller) {
     const Input input("A1 06 020103 040100");
     void *value = nullptr;
-    const uint8_t *z = asn1_explicit_d(input.begin(), input.end(), 0x81, integer_d, &value, 0);
+    const uint8_t *z = asn1_explicit_d(input.begin(), input.end(), 0x81, integer.d, &value, 0);
     EXPECT_EQ(z, input.begin() + 5);
-    integer_free(value);
+    integer.free(value);
     const Input indefinite("A1 80 020103 0000");
     value = nullptr;
-    EXPECT_EQ(asn1_explicit_d(indefinite.begin(), indefinite.end(), 0x81, integer_d, &value, 0), nullptr);
+    EXPECT_EQ(asn1_explicit_d(indefinite.begin(), indefinite.end(), 0x81, integer.d, &value, 0), nullptr);
     EXPECT_EQ(value, nullptr);
 }
 
 TEST(ListCoder, EmptyListsAreHeaders) {
     List *list = List_new(0);
-    EXPECT_EQ(to_hex(encode([&](uint8_t **c) { return asn1_SeqOf_e(c, list, integer_e); })), "3000");
-    EXPECT_EQ(to_hex(encode([&](uint8_t **c) { return asn1_SetOf_e(c, list, integer_e); })), "3100");
-    EXPECT_EQ(to_hex(encode([&](uint8_t **c) { return asn1_expl_SeqOf_e(c, 0x82, list, integer_e); })), "A2023000");
-    EXPECT_EQ(asn1_expl_SetOf_e(nullptr, 0x82, nullptr, integer_e), 0u);
+    EXPECT_EQ(encoded([&](uint8_t **c) { return asn1_SeqOf_e(c, list, integer.e); }), "3000");
+    EXPECT_EQ(encoded([&](uint8_t **c) { return asn1_SetOf_e(c, list, integer.e); }), "3100");
+    EXPECT_EQ(encoded([&](uint8_t **c) { return asn1_expl_SeqOf_e(c, 0x82, list, integer.e); }), "A2023000");
+    EXPECT_EQ(asn1_expl_SetOf_e(nullptr, 0x82, nullptr, integer.e), 0u);
     List_free(list, nullptr);
 }
 
@@ -147,10 +125,10 @@ TEST(ListCoder, ElementsKeepTheirOrderAndFailTogether) {
     List *list = List_new(0);
     for (const uint32_t value : {3u, 1u, 2u})
         List_append(list, asn1_Integer_set(value), nullptr);
-    EXPECT_EQ(to_hex(encode([&](uint8_t **c) { return asn1_SetOf_e(c, list, integer_e); })), "3109020103020101020102");
+    EXPECT_EQ(encoded([&](uint8_t **c) { return asn1_SetOf_e(c, list, integer.e); }), "3109020103020101020102");
     List_append(list, nullptr, nullptr);
-    EXPECT_EQ(asn1_SetOf_e(nullptr, list, integer_e), 0u);
-    List_free(list, integer_free);
+    EXPECT_EQ(asn1_SetOf_e(nullptr, list, integer.e), 0u);
+    List_free(list, integer.free);
 }
 
 TEST(ListCoder, TakesIndefiniteLengthOnlyAtTheEndOfTheSpan) {
@@ -176,22 +154,50 @@ TEST(ListCoder, TakesIndefiniteLengthOnlyAtTheEndOfTheSpan) {
     for (const auto &row : rows) {
         const Input input(row.octets);
         List *list = nullptr;
-        const uint8_t *z = asn1_SeqOf_d(input.begin(), input.end(), 0, integer_d, integer_free, &list, 0);
+        const uint8_t *z = asn1_SeqOf_d(input.begin(), input.end(), 0, integer.d, integer.free, &list, 0);
         EXPECT_EQ(z == nullptr ? -1 : z - input.begin(), row.position) << row.octets;
         const int count = list == nullptr ? -1 : z == nullptr ? -2 : List_len(list);
         EXPECT_EQ(count, row.count) << row.octets;
-        List_free(list, integer_free);
+        List_free(list, integer.free);
     }
 }
 
 TEST(ListCoder, ExplicitWrapperBoundsTheInnerList) {
     const Input input("A2 07 30 80 020101 0000");
     List *list = nullptr;
-    EXPECT_EQ(asn1_expl_SeqOf_d(input.begin(), input.end(), 0x82, integer_d, integer_free, &list, 0), input.end());
+    EXPECT_EQ(asn1_expl_SeqOf_d(input.begin(), input.end(), 0x82, integer.d, integer.free, &list, 0), input.end());
     ASSERT_NE(list, nullptr);
     EXPECT_EQ(List_len(list), 1);
-    List_free(list, integer_free);
-    EXPECT_EQ(asn1_expl_SetOf_d(input.begin(), input.end(), 0x82, integer_d, integer_free, nullptr, 0), nullptr);
+    List_free(list, integer.free);
+    EXPECT_EQ(asn1_expl_SetOf_d(input.begin(), input.end(), 0x82, integer.d, integer.free, nullptr, 0), nullptr);
+}
+
+TEST(OneOctet, ValuesPassUnchanged) {
+    using Decode = const uint8_t *(*)(const uint8_t *, const uint8_t *, uint8_t, uint32_t *, uint16_t);
+    const struct {
+        Decode d;
+        const char *octets;
+        int position;
+        uint32_t value;
+    } rows[] = {
+        {asn1_Boolean_d, "01 01 FF", 3, 0xFF},      {asn1_Boolean_d, "01 01 01", 3, 1},
+        {asn1_Boolean_d, "01 01 00", 3, 0},         {asn1_Boolean_d, "01 02 00 01", -1, 77},
+        {asn1_Boolean_d, "01 00", -1, 77},          {asn1_Boolean_d, "", 0, 77},
+        {asn1_Boolean_d, "0A 01 01", -1, 77},       {asn1_Enumerated_d, "0A 01 83", 3, 0x83},
+        {asn1_Enumerated_d, "0A 02 00 01", -1, 77}, {asn1_Enumerated_d, "", 0, 77},
+    };
+    for (const auto &row : rows) {
+        const Input input(row.octets);
+        uint32_t value = 77;
+        const uint8_t *z = row.d(input.begin(), input.end(), 0, &value, 0);
+        EXPECT_EQ(z == nullptr ? -1 : static_cast<int>(z - input.begin()), row.position) << row.octets;
+        EXPECT_EQ(value, row.value) << row.octets;
+    }
+    EXPECT_EQ(encoded([](uint8_t **cursor) { return asn1_Boolean_e(cursor, 0x101); }), "010101");
+    EXPECT_EQ(encoded([](uint8_t **cursor) { return asn1_Enumerated_e(cursor, 7); }), "0A0107");
+    EXPECT_EQ(encoded([](uint8_t **cursor) { return asn1_Null_e(cursor); }), "0500");
+    const Input null("05 01 AA");
+    EXPECT_EQ(asn1_Null_d(null.begin(), null.end(), 0, nullptr, 0), null.begin() + 2);
 }
 
 TEST(Assertions, ProgrammingErrorsEndTheProcessWithTheirCondition) {
@@ -203,14 +209,14 @@ TEST(Assertions, ProgrammingErrorsEndTheProcessWithTheirCondition) {
     EXPECT_DEATH(asn1_Length_d(octets, octets + 3, nullptr, nullptr, 0), "length != \\(\\(void \\*\\)0\\)");
     EXPECT_DEATH(asn1_OctetString_d(octets, octets + 3, 0, nullptr, 0), "s != \\(\\(void \\*\\)0\\)");
     EXPECT_DEATH(asn1_OctetString_d(nullptr, octets + 3, 0, &string, 0), "z != \\(\\(void \\*\\)0\\)");
-    EXPECT_DEATH(asn1_implicit_e(nullptr, 0x80, nullptr, integer_e), "`pElement'");
+    EXPECT_DEATH(asn1_implicit_e(nullptr, 0x80, nullptr, integer.e), "`pElement'");
     EXPECT_DEATH(asn1_explicit_e(nullptr, 0x80, octets, nullptr), "`element_e'");
     EXPECT_DEATH(asn1_explicit_d(octets, octets + 3, 0x80, nullptr, &value, 0), "`element_d'");
-    EXPECT_DEATH(asn1_explicit_d(octets, octets + 3, 0x80, integer_d, nullptr, 0), "`ppElement'");
-    EXPECT_DEATH(asn1_SeqOf_d(octets, octets + 3, 0, integer_d, integer_free, nullptr, 0),
+    EXPECT_DEATH(asn1_explicit_d(octets, octets + 3, 0x80, integer.d, nullptr, 0), "`ppElement'");
+    EXPECT_DEATH(asn1_SeqOf_d(octets, octets + 3, 0, integer.d, integer.free, nullptr, 0),
                  "ppList != \\(\\(void \\*\\)0\\)");
     EXPECT_DEATH(asn1_Any_d(octets, octets + 3, 0x80, &string, 0), "impl_tag == 0");
-    EXPECT_DEATH(asn1_SeqOf_e(nullptr, nullptr, integer_e), "list != \\(\\(void \\*\\)0\\)");
+    EXPECT_DEATH(asn1_SeqOf_e(nullptr, nullptr, integer.e), "list != \\(\\(void \\*\\)0\\)");
 }
 
 }  // namespace

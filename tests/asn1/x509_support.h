@@ -2,16 +2,15 @@
 #ifndef ZELMO_TESTS_ASN1_X509_SUPPORT_H
 #define ZELMO_TESTS_ASN1_X509_SUPPORT_H
 
+#include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <openssl/cms.h>
 #include <openssl/x509.h>
 #include <random>
-#include <string>
 
 #include "asn1/asn1_pkcs7.h"
 #include "asn1/asn1_x509v1.h"
-#include "asn1/bytes.h"
 #include "asn1/record_table.h"
 
 struct Release {
@@ -22,9 +21,6 @@ struct Release {
     RELEASE(List, asn1_RDNSequence_free)
     RELEASE(char, asn1_Name_free)
     RELEASE(AttributeValueAssertion, asn1_AttributeValueAssertion_free)
-    RELEASE(Certificate, asn1_Certificate_free)
-    RELEASE(CertificateRevocationList, asn1_CertificateRevocationList_free)
-    RELEASE(ContentInfo, asn1_ContentInfo_free)
     RELEASE(X509_NAME, X509_NAME_free)
     RELEASE(X509, X509_free)
     RELEASE(X509_CRL, X509_CRL_free)
@@ -41,22 +37,39 @@ inline Bytes written(const char *type, const void *value) {
     return encode([&](uint8_t **cursor) { return find_record_type(type)->e(cursor, value); });
 }
 
+/// What OpenSSL makes of a value of its own.
+template <class T>
+Bytes der_of(int (*i2d)(const T *, uint8_t **), const T *value) {
+    uint8_t *der = nullptr;
+    const int length = i2d(value, &der);
+    EXPECT_GT(length, 0);
+    const Bytes octets(der, der + length);
+    OPENSSL_free(der);
+    return octets;
+}
+
+/// Decodes; the value and its copy are written as they were read.
+inline Record round_trip(const char *type, const Bytes &octets) {
+    Record record(type, Input(octets));
+    EXPECT_EQ(record.position, static_cast<std::ptrdiff_t>(octets.size()));
+    EXPECT_EQ(to_hex(record.written()), to_hex(octets));
+    EXPECT_EQ(record.copy().written(), octets);
+    return record;
+}
+
+inline void expect_every_prefix_refused(const char *type, const Bytes &octets, size_t step = 1) {
+    for (size_t length = 0; length < octets.size(); length += step)
+        EXPECT_EQ(Record(type, Input(cut(octets, length))).position, -1) << length << " of " << to_hex(octets);
+}
+
 /// The text of a name, spelled from its fields.
 inline std::string expected_text(const X509_NAME *name) {
-    static const std::map<std::string, std::string> short_names = {{"CN", "cn"},
-                                                                   {"GN", "gn"},
-                                                                   {"OU", "ou"},
-                                                                   {"ST", "sp"},
-                                                                   {"C", "c"},
-                                                                   {"L", "l"},
-                                                                   {"O", "o"},
-                                                                   {"SN", "s"},
-                                                                   {"emailAddress", "m"},
-                                                                   {"name", "n"},
-                                                                   {"title", "t"},
-                                                                   {"initials", "i"},
-                                                                   {"serialNumber", "sn"},
-                                                                   {"generationQualifier", "g"}};
+    // clang-format off
+    static const std::map<std::string, std::string> short_names = {
+        {"CN", "cn"}, {"GN", "gn"}, {"OU", "ou"}, {"ST", "sp"}, {"C", "c"}, {"L", "l"}, {"O", "o"}, {"SN", "s"},
+        {"emailAddress", "m"}, {"name", "n"}, {"title", "t"}, {"initials", "i"}, {"serialNumber", "sn"},
+        {"generationQualifier", "g"}};
+    // clang-format on
     std::string text;
     int last_set = -1;
     for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
@@ -102,12 +115,10 @@ inline X509_NAME *random_name(std::mt19937 &random, bool with_zeros) {
                                    static_cast<int>(value.size()), -1, pick(3) == 0 ? -1 : 0);
         ASN1_OBJECT_free(type);
     }
-    uint8_t *der = nullptr;
-    const int length = i2d_X509_NAME(name, &der);
+    const Bytes der = der_of<X509_NAME>(i2d_X509_NAME, name);
+    const uint8_t *position = der.data();
     X509_NAME_free(name);
-    const uint8_t *position = der;
-    name = d2i_X509_NAME(nullptr, &position, length);
-    OPENSSL_free(der);
+    name = d2i_X509_NAME(nullptr, &position, static_cast<long>(der.size()));
     return name;
 }
 
