@@ -7,25 +7,24 @@
 
 namespace {
 
-constexpr fuzz::Codec codecs[] = {FUZZ_RECORD(PrivateKeyType) FUZZ_RECORD(PublicKeyType) FUZZ_RECORD(SecretKeyType)
-                                      FUZZ_RECORD(CertificateType) FUZZ_RECORD(DataType) FUZZ_RECORD(AuthenticationType)
-                                          FUZZ_RECORD(PKCS15Objects) FUZZ_RECORD(DIRRecord)};
+constexpr const char *types[] = {"PrivateKeyType", "PublicKeyType",      "SecretKeyType", "CertificateType",
+                                 "DataType",       "AuthenticationType", "PKCS15Objects", "DIRRecord"};
 constexpr size_t secret_keys = 2, dir_records = 7;
 
 struct Directory {
-    const fuzz::Codec *codec;
+    const RecordType *codec;
     List *list = nullptr;
 
-    explicit Directory(const fuzz::Codec *of) : codec(of) {}
+    explicit Directory(const RecordType *of) : codec(of) {}
     ~Directory() {
-        List_free(list, codec->release);
+        List_free(list, codec->free);
     }
     Directory(const Directory &) = delete;
     Directory &operator=(const Directory &) = delete;
 
     bool decode(fuzz::Octets data) {
         const uint8_t *end = data.data() + data.size();
-        const uint8_t *position = pkcs15_DirectoryFile_d(data.data(), end, codec->decode, codec->release, &list, 0);
+        const uint8_t *position = pkcs15_DirectoryFile_d(data.data(), end, codec->d, codec->free, &list, 0);
         fuzz::require((position == nullptr) == (list == nullptr), codec->name, "a list exactly when it decodes");
         fuzz::require(position == nullptr || (position >= data.data() && position <= end), codec->name,
                       "the position lies within bounds");
@@ -33,16 +32,16 @@ struct Directory {
     }
 
     [[nodiscard]] uint32_t encode(std::unique_ptr<uint8_t[]> &octets) const {
-        const uint32_t length = pkcs15_DirectoryFile_e(nullptr, list, codec->encode);
+        const uint32_t length = pkcs15_DirectoryFile_e(nullptr, list, codec->e);
         octets.reset(new uint8_t[length]);
         if (length != 0)
-            fuzz::require(pkcs15_DirectoryFile_e(octets.get(), list, codec->encode) == length, codec->name,
+            fuzz::require(pkcs15_DirectoryFile_e(octets.get(), list, codec->e) == length, codec->name,
                           "writing returns what measuring returned");
         return length;
     }
 };
 
-void check(const fuzz::Codec &codec, fuzz::Octets data, bool readable_again) {
+void check(const RecordType &codec, fuzz::Octets data, bool readable_again) {
     Directory first(&codec);
     if (!first.decode(data))
         return;
@@ -66,14 +65,15 @@ void check(const fuzz::Codec &codec, fuzz::Octets data, bool readable_again) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 1)
         return -1;
-    const size_t type = data[0] % std::size(codecs);
+    const size_t type = data[0] % std::size(types);
+    const RecordType &codec = *find_record_type(types[type]);
     if (type == dir_records) {
         // Encoding one without a path would end the process: reading alone.
-        Directory directory(&codecs[type]);
+        Directory directory(&codec);
         directory.decode({data + 1, size - 1});
         return 0;
     }
     // A generic secret key is not written in the form that is read, so those files are not read again.
-    check(codecs[type], {data + 1, size - 1}, type != secret_keys);
+    check(codec, {data + 1, size - 1}, type != secret_keys);
     return 0;
 }

@@ -1,28 +1,13 @@
 // Strings, integers, bit strings, object identifiers, times, one-octet types, lists, and the texts of identifiers.
 #include <algorithm>
 #include <cstring>
-#include <memory>
-#include <string>
 
-#include "asn1/asn1_x680.h"
 #include "codec.h"
+#include "runtime/owned.h"
 
 namespace {
 
-#define FUZZ_PRIMITIVE(T, NAME) fuzz::codec<T, asn1_##NAME##_e, asn1_##NAME##_d, asn1_##NAME##_free>(#NAME),
-
-constexpr fuzz::Codec codecs[] = {
-#include "primitives.def"
-    fuzz::codec<asn1_BitString, asn1_BitString_BER_e, asn1_BitString_d, asn1_BitString_free>("BitString, all bits"),
-};
-
-template <class T, void (*Free)(T *)>
-struct Releaser {
-    void operator()(T *value) const {
-        Free(value);
-    }
-};
-using ObjId = std::unique_ptr<asn1_ObjId, Releaser<asn1_ObjId, asn1_ObjId_free>>;
+using ObjId = Owned<asn1_ObjId, asn1_ObjId_free>;
 
 /// What is printed can be parsed back, as long as no arc shows negative.
 void check_identifier(const uint8_t *data, size_t size) {
@@ -58,15 +43,26 @@ void check_text(const uint8_t *data, size_t size) {
 
 /// A list of whatever stands there, in both forms of header.
 void check_list(const uint8_t *data, size_t size) {
-    const fuzz::Codec any = fuzz::codec<asn1_Any, asn1_Any_e, asn1_Any_d, asn1_Any_free>("Any");
+    static const RecordType &any = *find_record_type("Any");
     List *list = nullptr;
-    const uint8_t *position = asn1_SeqOf_d(data, data + size, 0, any.decode, any.release, &list, 0);
+    const uint8_t *position = asn1_SeqOf_d(data, data + size, 0, any.d, any.free, &list, 0);
     if (position != nullptr) {
         fuzz::require(position <= data + size, "SEQUENCE OF", "the position lies within bounds");
-        const uint32_t length = asn1_SeqOf_e(nullptr, list, any.encode);
-        fuzz::require(length >= 2, "SEQUENCE OF", "a decoded list encodes");
+        fuzz::require(asn1_SeqOf_e(nullptr, list, any.e) >= 2, "SEQUENCE OF", "a decoded list encodes");
     }
-    List_free(list, any.release);
+    List_free(list, any.free);
+}
+
+/// All bits are written as well, in so many octets as were measured.
+void check_all_bits(const uint8_t *data, size_t size) {
+    const Record record("BitString", Input(Bytes(data, data + size)));
+    if (record.value == nullptr)
+        return;
+    const auto *bits = record.as<asn1_BitString>();
+    const Record again("BitString",
+                       Input(encode([bits](uint8_t **cursor) { return asn1_BitString_BER_e(cursor, bits); })));
+    fuzz::require(again.value != nullptr && again.as<asn1_BitString>()->bits == bits->bits, "BitString",
+                  "bits come back");
 }
 
 void check_one_octet_types(const uint8_t *data, size_t size) {
@@ -80,22 +76,9 @@ void check_one_octet_types(const uint8_t *data, size_t size) {
     fuzz::require(position == nullptr || (position > data && position <= end), "NULL", "within bounds");
 }
 
-constexpr void (*other_checks[])(const uint8_t *, size_t) = {check_identifier, check_text, check_list,
-                                                             check_one_octet_types};
+constexpr void (*checks[])(const uint8_t *, size_t) = {check_identifier, check_text, check_list, check_one_octet_types,
+                                                       check_all_bits};
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::discard_trace();
-    return 0;
-}
-
-// The first octet: C0 and above one of the other checks, below it a type as in every codec target.
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size < 2)
-        return -1;
-    if (data[0] < 0xC0)
-        return fuzz::run_codecs(codecs, data, size);
-    other_checks[data[0] % std::size(other_checks)](data + 1, size - 1);
-    return 0;
-}
+const fuzz::Target fuzz::target = {"OctetString", "Time", checks};

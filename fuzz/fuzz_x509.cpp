@@ -1,85 +1,19 @@
 // Names in both forms, certificates, revocation lists, messages.
 #include <cstring>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "asn1/asn1_oid.h"
-#include "asn1/asn1_pkcs7.h"
 #include "asn1/asn1_x509v1.h"
 #include "codec.h"
+#include "runtime/owned.h"
 
 namespace {
 
-// ---- what is not written again -------------------------------------------------------------------------------------
-
-/// Whether the octets are one element and no more. The signed part of a certificate is kept up to the last field that
-/// is known; with surplus behind that, its length is none of the octets kept.
-bool is_whole_element(const asn1_OctetString *octets) {
-    uint32_t length = 0;
-    const uint8_t *const end = octets->data + octets->len;
-    const uint8_t *content = asn1_Length_d(octets->data + 1, end, &length, nullptr, 0);
-    return content != nullptr && content + length == end;
-}
-
-template <class T>
-bool is_kept_whole(const void *value) {
-    return is_whole_element(static_cast<const T *>(value)->tbsDER);
-}
-
-// Writing encrypted data without octets ends the process, and it may well be read without them.
-bool may_be_written(const EncryptedContentInfo *info) {
-    return info->encryptedContent != nullptr;
-}
-
-bool may_be_written(const EncryptedData *data) {
-    return may_be_written(data->encryptedContentInfo);
-}
-
-bool may_be_written(const ContentInfo *info) {
-    while (info->content->value != nullptr && asn1_ObjId_cmp(info->contentType, asn1_Get_signedData()) == 0)
-        info = static_cast<const SignedData *>(info->content->value)->contentInfo;
-    return info->content->value == nullptr || asn1_ObjId_cmp(info->contentType, asn1_Get_encryptedData()) != 0 ||
-           may_be_written(static_cast<const EncryptedData *>(info->content->value));
-}
-
-bool may_be_written(const SignedData *data) {
-    return may_be_written(data->contentInfo);
-}
-
-constexpr fuzz::Codec writable(fuzz::Codec codec, bool (*condition)(const void *)) {
-    codec.writable = condition;
-    return codec;
-}
-
-#define FUZZ_ONE(T)  fuzz::codec<T, asn1_##T##_e, asn1_##T##_d, asn1_##T##_free, asn1_##T##_clone>(#T)
-#define FUZZ_KEPT(T) writable(FUZZ_ONE(T), is_kept_whole<T>),
-#define FUZZ_MESSAGE(T) \
-    writable(FUZZ_ONE(T), [](const void *value) { return may_be_written(static_cast<const T *>(value)); }),
-
-constexpr fuzz::Codec codecs[] = {
-#include "x509.def"
-};
-
 // ---- names ---------------------------------------------------------------------------------------------------------
 
-struct Release {
-    void operator()(char *text) const {
-        asn1_Name_free(text);
-    }
-    void operator()(List *sequence) const {
-        asn1_RDNSequence_free(sequence);
-    }
-};
-using Text = std::unique_ptr<char, Release>;
-using Tree = std::unique_ptr<List, Release>;
+using Text = Owned<char, asn1_Name_free>;
+using Tree = Owned<List, asn1_RDNSequence_free>;
 
-std::vector<uint8_t> octets_of(const List *sequence) {
-    std::vector<uint8_t> octets(asn1_RDNSequence_e(nullptr, sequence));
-    uint8_t *cursor = octets.data();
-    if (!octets.empty())
-        fuzz::require(asn1_RDNSequence_e(&cursor, sequence) == octets.size(), "Name", "writing agrees with measuring");
-    return octets;
+Bytes octets_of(const List *sequence) {
+    return encode([sequence](uint8_t **cursor) { return asn1_RDNSequence_e(cursor, sequence); });
 }
 
 /// A text that can be read at all stands for the tree that it is made of.
@@ -130,8 +64,6 @@ void check_text(const uint8_t *data, size_t size) {
 
 // ---- the kept octets -----------------------------------------------------------------------------------------------
 
-using Octets = std::vector<uint8_t>;
-
 /// Position behind the element at `z`, which is known to be sound.
 const uint8_t *behind(const uint8_t *z, const uint8_t *end) {
     uint32_t length = 0;
@@ -144,7 +76,7 @@ bool same_header(const uint8_t *a, const uint8_t *b) {
 
 /// Whether the parts that are not kept are spelled in the input as they are written. Then all is written as it was
 /// read.
-bool is_spelled_alike(const Octets &written, size_t algorithm, const uint8_t *read, size_t consumed) {
+bool is_spelled_alike(const Bytes &written, size_t algorithm, const uint8_t *read, size_t consumed) {
     const uint8_t *const start = written.data();
     if (written.size() != consumed || !same_header(start, read) || !same_header(start + algorithm, read + algorithm))
         return false;
@@ -153,48 +85,35 @@ bool is_spelled_alike(const Octets &written, size_t algorithm, const uint8_t *re
 }
 
 /// The signed part is written as it stood in the input.
-template <class T, fuzz::DecoderOf<T> Decode, fuzz::EncoderOf<T> Encode, void (*Free)(T *)>
-void check_kept(const uint8_t *data, size_t size) {
-    T *value = nullptr;
-    const uint8_t *const position = Decode(data, data + size, 0, &value, 0);
-    if (position == nullptr)
+template <class T>
+void check_kept(const char *type, const uint8_t *data, size_t size) {
+    const Record record(type, Input(Bytes(data, data + size)));
+    const Bytes octets = record.value != nullptr ? record.written() : Bytes();
+    if (octets.empty())
         return;
-    Octets octets(Encode(nullptr, value));
-    uint8_t *cursor = octets.data();
-    const asn1_OctetString *const kept = value->tbsDER;
-    if (!octets.empty()) {
-        Encode(&cursor, value);
-        const auto consumed = static_cast<size_t>(position - data);
-        uint32_t length = 0;
-        const uint8_t *written = asn1_Length_d(octets.data() + 1, octets.data() + octets.size(), &length, nullptr, 0);
-        const uint8_t *read = asn1_Length_d(data + 1, data + size, &length, nullptr, 0);
-        fuzz::require(std::memcmp(written, kept->data, kept->len) == 0, "signed part", "it is written as it is kept");
-        fuzz::require(std::memcmp(read, kept->data, kept->len) == 0, "signed part", "it is kept as it was read");
-        const size_t algorithm = static_cast<size_t>(written - octets.data()) + kept->len;
-        if (is_spelled_alike(octets, algorithm, data, consumed))
-            fuzz::require(std::memcmp(octets.data(), data, consumed) == 0, "whole", "it is written as it was read");
-    }
-    Free(value);
+    const asn1_OctetString *const kept = record.as<T>()->tbsDER;
+    const auto consumed = static_cast<size_t>(record.position);
+    uint32_t length = 0;
+    const uint8_t *written = asn1_Length_d(octets.data() + 1, octets.data() + octets.size(), &length, nullptr, 0);
+    const uint8_t *read = asn1_Length_d(data + 1, data + size, &length, nullptr, 0);
+    fuzz::require(std::memcmp(written, kept->data, kept->len) == 0, "signed part", "it is written as it is kept");
+    fuzz::require(std::memcmp(read, kept->data, kept->len) == 0, "signed part", "it is kept as it was read");
+    const size_t algorithm = static_cast<size_t>(written - octets.data()) + kept->len;
+    if (is_spelled_alike(octets, algorithm, data, consumed))
+        fuzz::require(std::memcmp(octets.data(), data, consumed) == 0, "whole", "it is written as it was read");
 }
 
-constexpr void (*other_checks[])(const uint8_t *, size_t) = {
-    check_text, check_tree, check_kept<Certificate, asn1_Certificate_d, asn1_Certificate_e, asn1_Certificate_free>,
-    check_kept<CertificateRevocationList, asn1_CertificateRevocationList_d, asn1_CertificateRevocationList_e,
-               asn1_CertificateRevocationList_free>};
+void check_certificate(const uint8_t *data, size_t size) {
+    check_kept<Certificate>("Certificate", data, size);
+}
+
+void check_revocation_list(const uint8_t *data, size_t size) {
+    check_kept<CertificateRevocationList>("CertificateRevocationList", data, size);
+}
+
+constexpr void (*checks[])(const uint8_t *, size_t) = {check_text, check_tree, check_certificate,
+                                                       check_revocation_list};
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-    fuzz::discard_trace();
-    return 0;
-}
-
-// The first octet: C0 and above one of the other checks, below it a type as in every codec target.
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    if (size < 2)
-        return -1;
-    if (data[0] < 0xC0)
-        return fuzz::run_codecs(codecs, data, size);
-    other_checks[data[0] % std::size(other_checks)](data + 1, size - 1);
-    return 0;
-}
+const fuzz::Target fuzz::target = {"Validity", "EncryptedContentInfo", checks};

@@ -22,9 +22,12 @@ APPLICATION_FILES = ["2F00", "5032", "5031"] + [f"44{n:02X}" for n in range(9)]
 FILE_KINDS = {"transparent": 1, "linear-variable": 2, "tlv-records": 3}
 
 
-def rows(name):
-    """The types of a table, in its order."""
-    return re.findall(r"^FUZZ_\w+\(.*?(\w+)\)$", (HERE / name).read_text(), re.MULTILINE)
+def types_of(target):
+    """The types of a target of decoders, in their order."""
+    first, last = re.search(r'target = {"(\w+)", "(\w+)"', (HERE / f"{target}.cpp").read_text()).groups()
+    table = (HERE.parent / "tests" / "asn1" / "record_table.cpp").read_text().split("table[] = {")[1]
+    names = re.findall(r'(\w+)"?\)(?=,|$)', table.split("};")[0], re.MULTILINE)
+    return names[names.index(first):names.index(last) + 1]
 
 
 def golden():
@@ -70,8 +73,8 @@ def tokens():
         yield path, json.loads(path.read_text(encoding="utf-8"))
 
 
-def codec_seeds(table):
-    types = rows(table)
+def record_seeds():
+    types = types_of("fuzz_records")
     for name, octets in golden():
         if name in types:
             yield bytes([types.index(name)]) + octets
@@ -255,7 +258,7 @@ def messages():
 
 def x509_seeds():
     """Type or check and its octets; see fuzz_x509.cpp."""
-    types = rows("x509.def")
+    types = types_of("fuzz_x509")
     samples = [("ContentInfo", octets) for octets in messages()]
     algorithm = sequence(bytes.fromhex("06092a864886f70d010105"), b"\x05\0")
     for path in sorted((DATA / "pki").glob("*.cert.der")):
@@ -273,7 +276,7 @@ def x509_seeds():
         yield bytes([types.index(name)]) + octets
         yield bytes([types.index(name) | TRACED]) + octets
         if name in ("Certificate", "CertificateRevocationList"):
-            yield bytes([0xC2 + types.index(name)]) + octets
+            yield bytes([0xC2 if name == "Certificate" else 0xC3]) + octets
     for text in (b"/c(19)=DE/o(19)=Example AG/cn(12)=A//B", b"/CN=Ann,sn(19)=1", b"/2.5.4.9(0x13)=S/,treet/m(22)=a@b",
                  b"/gid(12)=x,g=1,gn=2,ou=3,sp=4,i=5,l=6,n=7,s=8,t=9"):
         yield bytes([0xC0]) + text
@@ -345,9 +348,7 @@ def profile_seeds():
 
 
 SEEDS = {
-    "fuzz_primitives": primitive_seeds(), "fuzz_attributes": codec_seeds("attributes.def"),
-    "fuzz_token_records": codec_seeds("token_records.def"), "fuzz_objects": codec_seeds("objects.def"),
-    "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
+    "fuzz_primitives": primitive_seeds(), "fuzz_records": record_seeds(), "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
     "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(), "fuzz_script": script_seeds(),
     "fuzz_verify": verify_seeds(), "fuzz_x509": x509_seeds(), "fuzz_signature": signature_seeds(),
     "fuzz_profile": profile_seeds(),
