@@ -1,6 +1,6 @@
-// Reduction, modular arithmetic and exponentiation beside GMP.
+// Reduction, modular arithmetic, exponentiation, divisors and primes beside GMP.
 #include "number.h"
-#include "support/alloc_fault.h"
+#include "support/alloc_sweep.h"
 
 namespace {
 
@@ -41,8 +41,7 @@ TEST(Modular, Reduces) {
         if (i % 3 == 0)
             a = random_number_of_any_size(random, 4000) * m + (i % 2 == 0 ? mpz_class(0) : mpz_class(m - 1));
         const mpz_class expected = residue(a, m);
-        Number modulus(m);
-        Number result;
+        Number modulus(m), result;
         ASSERT_EQ(aa_mod(Number(a), result, modulus), 0);
         ASSERT_EQ(result.value(), expected) << a << " mod " << m;
         Number in_place(a);
@@ -107,34 +106,24 @@ const Ternary ternaries[] = {
     {"aa_zmmulteq", multiply_unchecked, [](const mpz_class &a, const mpz_class &b) { return mpz_class(a * b); }, 1},
 };
 
-class TernaryTest : public testing::TestWithParam<Ternary> {};
-
-TEST_P(TernaryTest, AgreesInEveryAliasing) {
+TEST(Modular, AgreesInEveryAliasing) {
     Seeded random;
-    const Ternary &ternary = GetParam();
-    for (int i = 0; i < 1000; ++i) {
-        const unsigned bits = 2 + random.below(i % 2 == 0 ? 200 : 2500);
-        const mpz_class m = 1 + hard_modulus(random, bits);
-        const mpz_class a = random_number(random, 1 + random.below(ternary.factor * bits));
-        const mpz_class b = i % 20 == 0 ? a : random_number(random, 1 + random.below(ternary.factor * bits));
-        const mpz_class expected = residue(ternary.expected(a, b), m);
-        const Number modulus_value(m);
-        Number modulus(m);
-        Number left(a);
-        Number right(b);
-        Number result;
-        ASSERT_EQ(ternary.operation(left, right, result, modulus), 0);
-        ASSERT_EQ(result.value(), expected) << a << " and " << b << " modulo " << m;
-        ASSERT_EQ(ternary.operation(left, right, left, modulus), 0);
-        ASSERT_EQ(left.value(), expected) << "over the first";
-        Number again(a);
-        ASSERT_EQ(ternary.operation(again, right, right, modulus), 0);
-        ASSERT_EQ(right.value(), expected) << "over the second";
-    }
+    for (const Ternary &ternary : ternaries)
+        for (int i = 0; i < 1000; ++i) {
+            const unsigned bits = 2 + random.below(i % 2 == 0 ? 200 : 2500);
+            const mpz_class m = 1 + hard_modulus(random, bits);
+            const mpz_class a = random_number(random, 1 + random.below(ternary.factor * bits));
+            const mpz_class b = i % 20 == 0 ? a : random_number(random, 1 + random.below(ternary.factor * bits));
+            const mpz_class expected = residue(ternary.expected(a, b), m);
+            Number modulus(m), left(a), right(b), again(a), result;
+            ASSERT_EQ(ternary.operation(left, right, result, modulus), 0);
+            ASSERT_EQ(result.value(), expected) << ternary.name << " of " << a << " and " << b << " modulo " << m;
+            ASSERT_EQ(ternary.operation(left, right, left, modulus), 0);
+            ASSERT_EQ(left.value(), expected) << ternary.name << " over the first";
+            ASSERT_EQ(ternary.operation(again, right, right, modulus), 0);
+            ASSERT_EQ(right.value(), expected) << ternary.name << " over the second";
+        }
 }
-
-INSTANTIATE_TEST_SUITE_P(Modular, TernaryTest, testing::ValuesIn(ternaries),
-                         [](const auto &row) { return std::string(row.param.name); });
 
 TEST(Modular, SquaresAndUncheckedProducts) {
     Seeded random;
@@ -246,15 +235,17 @@ TEST(Exponentiation, ModuliUpToTheLimit) {
 }
 
 TEST(Exponentiation, ShortMemory) {
-    for (unsigned n = 1; n <= 64; ++n) {
-        Number result(99);
-        alloc_fault_arm(n, false);
-        const int32_t code = aa_mexp(AA_THREE, AA_FIVE, result, AA_SEVEN);
-        const bool failed = alloc_fault_disarm();
-        EXPECT_EQ(failed, n <= 63);
-        EXPECT_EQ(code, failed ? -1 : 0);
-        EXPECT_EQ(result.value(), failed ? 99 : 5);
-    }
+    Number result;
+    zelmo_test::sweep_allocations(
+        [&] {
+            aa_long2aauint(99, result);
+            return aa_mexp(AA_THREE, AA_FIVE, result, AA_SEVEN);
+        },
+        [&](int32_t code, bool failed, unsigned n) {
+            EXPECT_EQ(failed, n <= 63);
+            EXPECT_EQ(code, failed ? -1 : 0);
+            EXPECT_EQ(result.value(), failed ? 99 : 5);
+        });
 }
 
 TEST(Gcd, Agrees) {
@@ -297,8 +288,7 @@ TEST(Gcd, InversesUpToTheLimit) {
         const mpz_class a = m / power_of_2(16 * limbs) | 1;
         mpz_class expected;
         const bool exists = mpz_invert(expected.get_mpz_t(), a.get_mpz_t(), m.get_mpz_t()) != 0;
-        Number gcd;
-        Number inverse;
+        Number gcd, inverse;
         ASSERT_EQ(aa_gcd2(Number(a), Number(m), gcd, inverse), exists ? 0 : 1);
         if (exists) {
             EXPECT_EQ(inverse.value(), expected);
@@ -346,6 +336,80 @@ TEST(ChineseRemainder, Recombines) {
         EXPECT_EQ(result.value(), 5);
         EXPECT_EQ(aa_crtqinit(Number(p), Number(p), coefficient, Number(n)), -1);
     }
+}
+
+TEST(MillerRabin, SmallNumbersAreExact) {
+    for (unsigned n = 0; n < 2000; ++n) {
+        const mpz_class value = n;
+        const bool prime = mpz_probab_prime_p(value.get_mpz_t(), 30) != 0;
+        EXPECT_EQ(aa_miller_rabin(Number(value), 10) == 0, prime) << n;
+    }
+    EXPECT_EQ(aa_miller_rabin(AA_ZERO, 10), 1);
+    EXPECT_EQ(aa_miller_rabin(AA_FOUR, 10), -1);
+    for (const aauint *odd : {AA_ONE, AA_NINE, AA_FIFTEEN})
+        EXPECT_EQ(aa_miller_rabin(odd, 10), 1);
+}
+
+TEST(MillerRabin, KnownNumbers) {
+    const struct {
+        const char *number;  // hexadecimal
+        bool prime;
+    } rows[] = {
+        {"7fffffffffffffffffffffffffffffff", true},                                  // 2^127 - 1
+        {"ffffffff00000001000000000000000000000000ffffffffffffffffffffffff", true},  // FIPS 186-4, P-256
+        {"fffffffffffffffffffffffffffffffeffffffffffffffff", true},                  // FIPS 186-4, P-192
+        {"100000001", false},                                                        // 641 * 6700417
+        {"231", false},                                                              // Carmichael: 3 * 11 * 17
+        {"6c1", false},                                                              // Carmichael: 7 * 13 * 19
+        {"2ecb9d29", false},  // strong for 2, 3, 5, 7: 28351 * 56701
+        {"3fb8a8b1a0fa7f5", false},
+    };
+    for (const auto &row : rows) {
+        const mpz_class value(row.number, 16);
+        ASSERT_EQ(mpz_probab_prime_p(value.get_mpz_t(), 30) != 0, row.prime) << row.number;
+        EXPECT_EQ(aa_miller_rabin(Number(value), 10) == 0, row.prime) << row.number;
+    }
+    // Without a round only what the small primes catch is composite.
+    EXPECT_EQ(aa_miller_rabin(Number(29 * 31), 0), 0);
+    EXPECT_EQ(aa_miller_rabin(Number(23 * 31), 0), 1);
+}
+
+TEST(Prime, FindsTheNextBeyondTheSieve) {
+    const struct {
+        mpz_class start;
+        uint32_t bits;
+        mpz_class prime;
+    } rows[] = {{0, 2, 2},     {0, 3, 307},   {5, 3, 307},   {7, 3, 307},    {293, 9, 307},      {307, 9, 307},
+                {308, 9, 311}, {1, 10, 1031}, {311, 2, 311}, {313, 10, 631}, {65536, 17, 65537}, {65537, 0, 65537}};
+    for (const auto &row : rows) {
+        Number number(row.start);
+        aa_prime(number, row.bits);
+        EXPECT_EQ(number.value(), row.prime) << row.start << " " << row.bits;
+    }
+}
+
+TEST(Prime, AgreesWithGmpOnLongNumbers) {
+    Seeded random;
+    for (uint32_t bits : {64u, 160u, 511u, 512u, 600u}) {
+        mpz_class start = power_of_2(bits - 1) + random_number(random, bits - 1);
+        Number number(start);
+        aa_prime(number, bits);
+        mpz_class expected = start - 1;
+        mpz_nextprime(expected.get_mpz_t(), expected.get_mpz_t());
+        EXPECT_EQ(number.value(), expected) << start;
+    }
+    // A short start is doubled up to the size, with ones behind it.
+    Number number(0x5A5B);
+    aa_prime(number, 128);
+    mpz_class expected = (mpz_class(0x5A5C) << 113) - 2;
+    mpz_nextprime(expected.get_mpz_t(), expected.get_mpz_t());
+    EXPECT_EQ(number.value(), expected);
+}
+
+TEST(Prime, GivesUpWhereNothingCouldPass) {
+    Number number(all_ones(257));
+    aa_prime(number, 8224);
+    EXPECT_EQ(number.value(), all_ones(257));
 }
 
 }  // namespace
