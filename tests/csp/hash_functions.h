@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "csp/csp.h"
-#include "support/octets.h"
+#include "csp/csp_support.h"
 
 namespace zelmo_test {
 
@@ -28,11 +27,6 @@ inline const HashFunction &hash_function(const std::string &name) {
     throw std::invalid_argument(name);
 }
 
-/// The octets as an argument; they stay the vector's.
-inline Bytestring view(const Octets &octets) {
-    return {static_cast<uint32_t>(octets.size()), const_cast<uint8_t *>(octets.data())};
-}
-
 inline Octets digest(const HashFunction &function, const Octets &text) {
     Octets result(function.size);
     const Bytestring in = view(text);
@@ -46,6 +40,24 @@ inline Octets hmac(const HashFunction &function, const Octets &key, const Octets
     const Bytestring secret = view(key), in = view(text);
     Bytestring out = view(result);
     EXPECT_EQ(CSP_HMAC(nullptr, function.alg, &secret, &in, &out), 0u);
+    return result;
+}
+
+inline HashSession *started(uint32_t alg) {
+    HashSession *session = nullptr;
+    EXPECT_EQ(CSP_hash_init(nullptr, alg, &session), 0u);
+    return session;
+}
+
+inline void feed(HashSession *session, const Octets &octets) {
+    const Bytestring text = view(octets);
+    EXPECT_EQ(CSP_hash_update(nullptr, session, &text), 0u);
+}
+
+inline Octets finished(HashSession *session, const HashFunction &function) {
+    Octets result(function.size);
+    Bytestring out = view(result);
+    EXPECT_EQ(CSP_hash_final(nullptr, session, &out), 0u);
     return result;
 }
 

@@ -1,148 +1,169 @@
-// The hash functions beside libtomcrypt and OpenSSL, and on NIST's own sets.
-#include <fstream>
-#include <gtest/gtest.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
+// Digests, MACs and the PRF beside libtomcrypt and OpenSSL, and on NIST's own set.
+#include <openssl/core_names.h>
+#include <openssl/kdf.h>
+#include <openssl/params.h>
 #include <tomcrypt.h>
 
 #include "hash_functions.h"
+#include "support/alloc_sweep.h"
+#include "support/installed_vectors.h"
 #include "support/seeded.h"
-#include "support/vector_file.h"
 
 using namespace zelmo_test;
 
 namespace {
 
-struct Peer {
-    const HashFunction &function;
-    const ltc_hash_descriptor &tomcrypt;
-    const EVP_MD *openssl;  ///< Null where it has none.
-};
-
-std::vector<Peer> peers() {
-    return {{hash_function("MD2"), md2_desc, nullptr},
-            {hash_function("MD5"), md5_desc, EVP_md5()},
-            {hash_function("SHA1"), sha1_desc, EVP_sha1()},
-            {hash_function("RIPEMD160"), rmd160_desc, EVP_ripemd160()}};
-}
-
-Octets tomcrypt_digest(const Peer &peer, const Octets &text) {
-    Octets result(peer.function.size);
+Octets tomcrypt_digest(const ltc_hash_descriptor &hash, const Octets &text) {
+    Octets result(hash.hashsize);
     hash_state state;
-    EXPECT_EQ(peer.tomcrypt.init(&state), CRYPT_OK);
-    EXPECT_EQ(peer.tomcrypt.process(&state, text.data(), text.size()), CRYPT_OK);
-    EXPECT_EQ(peer.tomcrypt.done(&state, result.data()), CRYPT_OK);
+    EXPECT_EQ(hash.init(&state), CRYPT_OK);
+    EXPECT_EQ(hash.process(&state, text.data(), text.size()), CRYPT_OK);
+    EXPECT_EQ(hash.done(&state, result.data()), CRYPT_OK);
     return result;
 }
 
-Octets tomcrypt_hmac(const Peer &peer, const Octets &key, const Octets &text) {
-    Octets result(peer.function.size);
+Octets tomcrypt_hmac(const ltc_hash_descriptor &hash, const Octets &key, const Octets &text) {
+    Octets result(hash.hashsize);
     unsigned long size = result.size();
-    EXPECT_EQ(hmac_memory(register_hash(&peer.tomcrypt), key.data(), key.size(), text.data(), text.size(),
-                          result.data(), &size),
+    EXPECT_EQ(hmac_memory(register_hash(&hash), key.data(), key.size(), text.data(), text.size(), result.data(), &size),
               CRYPT_OK);
     return result;
 }
 
 Octets digest_in_pieces(const HashFunction &function, const Octets &text, Seeded &seeded) {
-    HashSession *session = nullptr;
-    EXPECT_EQ(CSP_hash_init(nullptr, function.alg, &session), 0u);
+    HashSession *session = started(function.alg);
     for (size_t done = 0; done < text.size();) {
         const size_t count = std::min<size_t>(text.size() - done, seeded.below(150));
-        const Octets piece(text.begin() + static_cast<long>(done), text.begin() + static_cast<long>(done + count));
-        const Bytestring in = view(piece);
-        EXPECT_EQ(CSP_hash_update(nullptr, session, &in), 0u);
+        feed(session, part(text, done, count));
         done += count;
     }
-    Octets result(function.size);
-    Bytestring out = view(result);
-    EXPECT_EQ(CSP_hash_final(nullptr, session, &out), 0u);
-    return result;
+    return finished(session, function);
 }
 
 TEST(HashPeers, SameDigestsAndMacs) {
+    const ltc_hash_descriptor *const theirs[] = {&md2_desc, &md5_desc, &sha1_desc, &rmd160_desc};
     Seeded seeded;
-    for (const Peer &peer : peers())
+    for (size_t i = 0; i < std::size(hash_functions); ++i)
         for (int round = 0; round < 2000 && !HasFailure(); ++round) {
-            SCOPED_TRACE(peer.function.name);
+            const HashFunction &function = hash_functions[i];
+            SCOPED_TRACE(function.name);
             // One octet at least: libtomcrypt takes no empty key.
             const Octets text = seeded.runs(1 + seeded.below(round % 8 == 0 ? 3000 : 300));
             const Octets key = seeded.octets(1 + seeded.below(140));
-            const Octets mac = hmac(peer.function, key, text);
-            ASSERT_EQ(digest_in_pieces(peer.function, text, seeded), tomcrypt_digest(peer, text)) << text.size();
-            if (peer.openssl == nullptr) {
-                // Its blocks are as long as the others', not its own 16 octets.
-                const auto digest_of = [&](const Octets &octets) { return tomcrypt_digest(peer, octets); };
-                ASSERT_EQ(mac, hmac_by_hand(digest_of, key, text)) << key.size();
-                ASSERT_NE(mac, tomcrypt_hmac(peer, key, text));
-                continue;
-            }
-            ASSERT_EQ(mac, tomcrypt_hmac(peer, key, text)) << key.size();
-            Octets theirs(peer.function.size);
-            EVP_Digest(text.data(), text.size(), theirs.data(), nullptr, peer.openssl, nullptr);
-            ASSERT_EQ(digest(peer.function, text), theirs) << text.size();
-            HMAC(peer.openssl, key.data(), static_cast<int>(key.size()), text.data(), text.size(), theirs.data(),
-                 nullptr);
-            ASSERT_EQ(mac, theirs) << key.size();
+            ASSERT_EQ(digest_in_pieces(function, text, seeded), tomcrypt_digest(*theirs[i], text)) << text.size();
+            // For MD2 the blocks are as long as the others', not its own 16 octets.
+            const auto digest_of = [&](const Octets &octets) { return tomcrypt_digest(*theirs[i], octets); };
+            ASSERT_EQ(hmac(function, key, text), function.alg == CSP_ALG_MD2 ? hmac_by_hand(digest_of, key, text)
+                                                                             : tomcrypt_hmac(*theirs[i], key, text))
+                << key.size();
         }
 }
 
-const std::string nist = "/usr/lib/python3/dist-packages/cryptography_vectors/hashes/SHA1/";
-
-class NistSha1 : public testing::Test {
-  protected:
-    void SetUp() override {
-        if (!std::ifstream(nist + "SHA1Monte.rsp"))
-            GTEST_SKIP() << "not run: NIST's sets are not there; install python3-cryptography-vectors";
-    }
-
-    template <class Run>
-    static void for_each(const std::string &file, Run run) {
-        std::ifstream in(nist + file);
-        ASSERT_TRUE(in) << file;
-        size_t count = 0;
-        Vector vector;
-        for (std::string line; std::getline(in, line);) {
-            line.resize(std::min(line.size(), line.find('\r')));
-            const size_t equals = line.find(" = ");
-            if (equals != line.npos && line[0] != '[') {
-                vector.set(line.substr(0, equals), line.substr(equals + 3));
-            } else if (!vector.empty()) {
-                run(vector);
-                vector = Vector();
-                ++count;
-            }
-        }
-        std::cout << file << ": " << count << " vectors\n";
-    }
-};
-
-TEST_F(NistSha1, Messages) {
-    for (const char *file : {"SHA1ShortMsg.rsp", "SHA1LongMsg.rsp"})
-        for_each(file, [](Vector &v) {
-            Octets text = v.octets("Msg");
-            text.resize(v.number("Len") / 8);
+TEST(HashPeers, MessagesOfNist) {
+    for (const char *file : {"hashes/SHA1/SHA1ShortMsg.rsp", "hashes/SHA1/SHA1LongMsg.rsp"})
+        for_each_installed(file, "MD", [](const Values &v) {
+            const Octets text = part(v.octets("Msg"), 0, std::stoul(v.at("Len")) / 8);
             EXPECT_EQ(digest(hash_function("SHA1"), text), v.octets("MD")) << text.size();
         });
 }
 
-TEST_F(NistSha1, MonteCarlo) {
-    Octets seed;
-    for_each("SHA1Monte.rsp", [&seed](Vector &v) {
-        if (v.has("Seed")) {
-            seed = v.octets("Seed");
-            return;
-        }
-        Octets last[3] = {seed, seed, seed};
-        for (int i = 0; i < 1000; ++i) {
-            Octets next = digest(hash_function("SHA1"), last[0] + last[1] + last[2]);
-            last[0].swap(last[1]);
-            last[1].swap(last[2]);
-            last[2].swap(next);
-        }
-        seed = last[2];
-        EXPECT_EQ(seed, v.octets("MD")) << v.text("COUNT");
+Octets prf(const Octets &secret, const Octets &label, const Octets &seed, size_t length) {
+    // One octet of room more, which must stay as it is, so that there is a place for no octets, too.
+    Octets result(length + 1, 0xEE);
+    const Bytestring s = view(secret), l = view(label), sd = view(seed);
+    Bytestring out = {static_cast<uint32_t>(length), result.data()};
+    EXPECT_EQ(CSP_PRF(nullptr, &s, &l, &sd, &out), 0u);
+    EXPECT_EQ(result.back(), 0xEE);
+    result.pop_back();
+    return result;
+}
+
+/// OpenSSL's PRF; with a single digest it is the bare expansion by that one.
+Octets openssl_prf(const char *digests, Octets secret, Octets seed, size_t length) {
+    const std::unique_ptr<EVP_KDF, void (*)(EVP_KDF *)> kdf(EVP_KDF_fetch(nullptr, "TLS1-PRF", nullptr), EVP_KDF_free);
+    const std::unique_ptr<EVP_KDF_CTX, void (*)(EVP_KDF_CTX *)> context(EVP_KDF_CTX_new(kdf.get()), EVP_KDF_CTX_free);
+    const OSSL_PARAM parameters[] = {
+        OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, const_cast<char *>(digests), 0),
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SECRET, secret.data(), secret.size()),
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_SEED, seed.data(), seed.size()), OSSL_PARAM_construct_end()};
+    Octets result(length);
+    EXPECT_EQ(EVP_KDF_derive(context.get(), result.data(), length, parameters), 1);
+    return result;
+}
+
+TEST(Prf, PublishedMethodByOpenssl) {
+    for_each_vector("prf.txt", [](Vector &v) {
+        const Octets out = v.octets("Out");
+        EXPECT_EQ(prf(v.octets("Secret"), v.octets("Label"), v.octets("Seed"), out.size()), out);
     });
+}
+
+TEST(Prf, SameAsPeers) {
+    Seeded seeded;
+    for (int round = 0; round < 1000 && !HasFailure(); ++round) {
+        const Octets secret = seeded.octets(1 + seeded.below(140)), label = seeded.octets(seeded.below(30)),
+                     seed = seeded.octets(1 + seeded.below(70));
+        const size_t length = 1 + seeded.below(200);
+        const Octets ours = prf(secret, label, seed, length);
+        ASSERT_EQ(ours, openssl_prf("MD5-SHA1", secret, label + seed, length)) << secret.size() << ' ' << length;
+        for (const char *name : {"MD5", "SHA1"}) {
+            Octets result(hash_function(name).size * size_t{1 + seeded.below(15)});
+            const Bytestring s = view(secret), sd = view(seed);
+            Bytestring out = view(result);
+            ASSERT_EQ(P_hash(nullptr, hash_function(name).alg, &s, &sd, &out), 0u);
+            ASSERT_EQ(result, openssl_prf(name, secret, seed, result.size())) << name;
+        }
+    }
+}
+
+TEST(Prf, NoSecretIsAnEmptyOne) {
+    const Octets label = {1, 2}, seed = {3};
+    Octets result(40);
+    const Bytestring l = view(label), s = view(seed);
+    Bytestring out = view(result);
+    EXPECT_EQ(CSP_PRF(nullptr, nullptr, &l, &s, &out), 0u);
+    EXPECT_EQ(result, prf({}, label, seed, 40));
+    // Two zeros are two secrets of one zero each, and keys of a MAC are filled up with zeros.
+    EXPECT_EQ(result, openssl_prf("MD5-SHA1", {0, 0}, label + seed, 40));
+}
+
+TEST(Prf, WithoutAPlaceOrLengthNothingIsDone) {
+    const Bytestring empty = {};
+    Bytestring no_data = {20, nullptr};
+    EXPECT_EQ(CSP_PRF(nullptr, nullptr, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(CSP_PRF(nullptr, nullptr, nullptr, nullptr, &no_data), 0u);
+    EXPECT_EQ(prf({1, 2}, {3}, {4}, 0), Octets());
+    no_data.len = 0;
+    EXPECT_EQ(P_hash(nullptr, CSP_ALG_SHA1, &empty, &empty, &no_data), 0u);
+    EXPECT_EQ(P_hash(nullptr, CSP_ALG_MD5, &empty, &empty, &no_data), 0u);
+}
+
+TEST(Prf, RefusesOtherFunctionsAndPartsOfADigest) {
+    Octets room(320, 0xEE);
+    const Bytestring empty = {};
+    const struct {
+        uint32_t alg, length;
+    } cases[] = {{CSP_ALG_MD2, 16},  {CSP_ALG_RIPEMD160, 20}, {0, 0},           {513, 16},          {CSP_ALG_SHA1, 30},
+                 {CSP_ALG_SHA1, 16}, {CSP_ALG_MD5, 20},       {CSP_ALG_MD5, 1}, {CSP_ALG_SHA1, 319}};
+    for (const auto &c : cases) {
+        Bytestring out = {c.length, room.data()};
+        EXPECT_EQ(P_hash(nullptr, c.alg, &empty, &empty, &out), CSP_ERR_PARAM) << c.alg << ' ' << c.length;
+    }
+    EXPECT_EQ(room, Octets(320, 0xEE));
+}
+
+TEST(Prf, SurvivesShortMemory) {
+    const Octets octets(40, 1);
+    Octets room(40);
+    const Bytestring in = view(octets);
+    Bytestring out = view(room);
+    sweep_allocations(
+        [&] { return CSP_PRF(nullptr, &in, &in, &in, &out); },
+        [](uint32_t result, bool failed, unsigned n) {
+            // Buffers, seed and label; then the three work strings and the first digest.
+            EXPECT_TRUE(result == CSP_ERR_MEMORY || (n > 13 && result == CSP_ERR_INTERNAL) || (!failed && result == 0));
+            EXPECT_EQ(failed, result != 0);
+        });
 }
 
 }  // namespace

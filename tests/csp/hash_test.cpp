@@ -1,14 +1,11 @@
-#include <algorithm>
+// Digests and MACs: published values, streams in any pieces, counts of bits, refusals, failures.
 #include <bit>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 
 #include "csp/mf.h"
 #include "csp/mf_stream.h"
 #include "hash_functions.h"
-#include "runtime/log.h"
-#include "support/alloc_fault.h"
+#include "support/alloc_sweep.h"
 #include "support/seeded.h"
 #include "support/vector_file.h"
 
@@ -18,29 +15,11 @@ namespace {
 
 constexpr uint32_t unknown_algs[] = {0, 6, 511, 513, 527, 529, 543, 545, 560, 575, 577, 0x10200, UINT32_MAX};
 
-HashSession *started(uint32_t alg) {
-    HashSession *session = nullptr;
-    EXPECT_EQ(CSP_hash_init(nullptr, alg, &session), 0u);
-    return session;
-}
-
 HashSession *started_hmac(uint32_t alg, const Octets &key) {
     HashSession *session = nullptr;
     const Bytestring secret = view(key);
     EXPECT_EQ(CSP_HMAC_init(nullptr, alg, &secret, &session), 0u);
     return session;
-}
-
-void feed(HashSession *session, const uint8_t *octets, size_t count) {
-    const Bytestring text = {static_cast<uint32_t>(count), const_cast<uint8_t *>(octets)};
-    EXPECT_EQ(CSP_hash_update(nullptr, session, &text), 0u);
-}
-
-Octets finished(HashSession *session, const HashFunction &function) {
-    Octets result(function.size);
-    Bytestring out = view(result);
-    EXPECT_EQ(CSP_hash_final(nullptr, session, &out), 0u);
-    return result;
 }
 
 TEST(Hash, PublishedDigests) {
@@ -60,19 +39,21 @@ TEST(Hash, StreamsInAnyPieces) {
     for (const HashFunction &function : hash_functions) {
         SCOPED_TRACE(function.name);
         const Octets whole = digest(function, text);
+        const Bytestring in = view(text);
+        EXPECT_EQ(CSP_hash(nullptr, function.alg, &in, nullptr), 0u) << "abandoned";
         HashSession *single = started(function.alg);
-        for (const uint8_t &octet : text)
-            feed(single, &octet, 1);
+        for (const uint8_t octet : text)
+            feed(single, {octet});
         EXPECT_EQ(finished(single, function), whole);
         for (size_t split = 0; split <= text.size(); ++split) {
             HashSession *session = started(function.alg), *copy = nullptr;
-            feed(session, text.data(), split);
-            feed(session, nullptr, 0);
+            feed(session, part(text, 0, split));
+            feed(session, {});
             ASSERT_EQ(CSP_hash_clone(nullptr, session, &copy), 0u);
-            feed(session, text.data() + split, text.size() - split);
-            EXPECT_EQ(finished(session, function), whole) << split;
-            feed(copy, text.data() + split, text.size() - split);
-            EXPECT_EQ(finished(copy, function), whole) << split << " cloned";
+            for (HashSession *one : {session, copy}) {
+                feed(one, part(text, split, text.size() - split));
+                EXPECT_EQ(finished(one, function), whole) << split;
+            }
         }
     }
 }
@@ -157,20 +138,10 @@ TEST(Hash, RefusesUnknownIdentifiers) {
     EXPECT_EQ(CSP_hash_final(nullptr, nullptr, nullptr), CSP_ERR_PARAM);
 }
 
-TEST(Hash, AbandonsSessions) {
-    for (const HashFunction &function : hash_functions) {
-        HashSession *session = started_hmac(function.alg, {1, 2, 3});
-        feed(session, reinterpret_cast<const uint8_t *>("abc"), 3);
-        EXPECT_EQ(CSP_hash_final(nullptr, session, nullptr), 0u);
-        const Bytestring empty = {};
-        EXPECT_EQ(CSP_hash(nullptr, function.alg, &empty, nullptr), 0u);
-    }
-}
-
 TEST(Hash, Ripemd160KeepsItsBlockWiped) {
     HashSession *session = started(CSP_ALG_RIPEMD160);
     const auto *kept = static_cast<const uint8_t *>(session->context);
-    feed(session, reinterpret_cast<const uint8_t *>("abc"), 3);
+    feed(session, {1, 2, 3});
     finished(session, hash_function("RIPEMD160"));
     EXPECT_EQ(Octets(kept, kept + mf_md160ContextSize), Octets(mf_md160ContextSize));
 }
@@ -179,7 +150,7 @@ TEST(Hash, MacIsTakenWithItsLength) {
     const Octets key = {1, 2, 3}, text = {4, 5}, tail(4, 0xEE);
     for (const HashFunction &function : hash_functions) {
         HashSession *session = started_hmac(function.alg, key);
-        feed(session, text.data(), text.size());
+        feed(session, text);
         Octets room = Octets(function.size) + tail;
         Bytestring mac = view(room);
         EXPECT_EQ(CSP_HMAC_final(nullptr, session, &mac), 0u);
@@ -194,7 +165,7 @@ TEST(Hash, CloneOfAMacIsAPlainDigest) {
     HashSession *session = started_hmac(sha.alg, Octets(64, 0x36)), *copy = nullptr;
     ASSERT_EQ(CSP_hash_clone(nullptr, session, &copy), 0u);
     ASSERT_NE(session->hmac_pad, nullptr);
-    EXPECT_EQ(Octets(session->hmac_pad->data, session->hmac_pad->data + session->hmac_pad->len), Octets(64));
+    EXPECT_EQ(octets_of(session->hmac_pad), Octets(64));
     EXPECT_EQ(copy->hmac_pad, nullptr);
     CSP_hash_final(nullptr, session, nullptr);
     Bytestring mac = {};
@@ -215,53 +186,49 @@ TEST(Hash, NullsAreProgrammingErrors) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const Bytestring text = {};
     HashSession session = {CSP_ALG_MD5, nullptr, nullptr}, *copy = nullptr;
-    const char *no_session = "Assertion `session != \\(\\(void \\*\\)0\\)' failed";
-    EXPECT_DEATH(CSP_hash_update(nullptr, nullptr, &text), no_session);
-    EXPECT_DEATH(CSP_HMAC_update(nullptr, nullptr, &text), no_session);
-    EXPECT_DEATH(CSP_HMAC_final(nullptr, nullptr, nullptr), no_session);
-    EXPECT_DEATH(CSP_hash_update(nullptr, &session, nullptr), "`text != \\(\\(void \\*\\)0\\)' failed");
-    EXPECT_DEATH(CSP_hash_clone(nullptr, nullptr, &copy), "`old_hashsession != \\(\\(void \\*\\)0\\)' failed");
-    EXPECT_DEATH(CSP_hash_clone(nullptr, &session, nullptr), "`new_session != \\(\\(void \\*\\)0\\)' failed");
+    EXPECT_DEATH(CSP_hash_update(nullptr, nullptr, &text), not_null("session"));
+    EXPECT_DEATH(CSP_HMAC_update(nullptr, nullptr, &text), not_null("session"));
+    EXPECT_DEATH(CSP_HMAC_final(nullptr, nullptr, nullptr), not_null("session"));
+    EXPECT_DEATH(CSP_hash_update(nullptr, &session, nullptr), not_null("text"));
+    EXPECT_DEATH(CSP_hash_clone(nullptr, nullptr, &copy), not_null("old_hashsession"));
+    EXPECT_DEATH(CSP_hash_clone(nullptr, &session, nullptr), not_null("new_session"));
 }
 
-/// Results with the 1st, 2nd, ... allocation failing, up to the first 0.
+/// Results with the 1st, 2nd, ... allocation failing, up to the first 0; the same with all after it failing.
 template <class Call>
 std::vector<uint32_t> failures(Call call) {
-    std::vector<uint32_t> results;
-    for (unsigned n = 1; results.empty() || results.back() != 0; ++n)
-        for (const bool all_after : {true, false}) {
-            alloc_fault_arm(n, all_after);
-            const uint32_t result = call();
-            EXPECT_EQ(alloc_fault_disarm(), result != 0);
-            if (all_after)
-                results.push_back(result);
-            EXPECT_EQ(result, results.back());
-        }
-    return results;
+    std::vector<uint32_t> results[2];
+    for (const bool all_after : {false, true})
+        sweep_allocations(all_after, call, [&](uint32_t result, bool failed, unsigned) {
+            EXPECT_EQ(failed, result != 0);
+            results[all_after ? 1 : 0].push_back(result);
+        });
+    EXPECT_EQ(results[0], results[1]);
+    return results[0];
 }
 
 TEST(Hash, SurvivesShortMemory) {
+    using Codes = std::vector<uint32_t>;
     constexpr uint32_t session = CSP_ERR_MEMORY, primitive = CSP_ERR_INTERNAL, pad = CSP_ERR_MEMORY;
     Octets room(20), key_octets(65);
     const Bytestring text = view(key_octets), long_key = text, short_key = {64, text.data};
     for (const HashFunction &function : hash_functions) {
         const uint32_t alg = function.alg;
         Bytestring out = {function.size, room.data()};
-        EXPECT_THAT(failures([&] { return CSP_hash(nullptr, alg, &text, &out); }),
-                    testing::ElementsAre(session, primitive, 0));
-        EXPECT_THAT(failures([&] { return CSP_HMAC(nullptr, alg, &short_key, &text, &out); }),
-                    testing::ElementsAre(session, primitive, pad, pad, session, primitive, 0));
-        EXPECT_THAT(failures([&] { return CSP_HMAC(nullptr, alg, &long_key, &text, &out); }),
-                    testing::ElementsAre(session, primitive, session, primitive, pad, pad, session, primitive, 0));
+        EXPECT_EQ(failures([&] { return CSP_hash(nullptr, alg, &text, &out); }), (Codes{session, primitive, 0}));
+        EXPECT_EQ(failures([&] { return CSP_HMAC(nullptr, alg, &short_key, &text, &out); }),
+                  (Codes{session, primitive, pad, pad, session, primitive, 0}));
+        EXPECT_EQ(failures([&] { return CSP_HMAC(nullptr, alg, &long_key, &text, &out); }),
+                  (Codes{session, primitive, session, primitive, pad, pad, session, primitive, 0}));
         HashSession *source = started(alg);
-        EXPECT_THAT(failures([&] {
-                        HashSession *copy = source;
-                        const uint32_t result = CSP_hash_clone(nullptr, source, &copy);
-                        EXPECT_EQ(copy == nullptr, result != 0);
-                        CSP_hash_final(nullptr, copy, nullptr);
-                        return result;
-                    }),
-                    testing::ElementsAre(session, CSP_ERR_MEMORY, 0));
+        const auto clone = [&] {
+            HashSession *copy = source;
+            const uint32_t result = CSP_hash_clone(nullptr, source, &copy);
+            EXPECT_EQ(copy == nullptr, result != 0);
+            CSP_hash_final(nullptr, copy, nullptr);
+            return result;
+        };
+        EXPECT_EQ(failures(clone), (Codes{session, CSP_ERR_MEMORY, 0}));
         CSP_hash_final(nullptr, source, nullptr);
     }
 }
@@ -277,25 +244,13 @@ TEST(Hash, FailedMacReleasesWhatThePlaceHeld) {
     }
 }
 
-std::vector<std::string> traced;
-
-uint32_t receive(uint32_t level, uint32_t kind, va_list arguments) {
-    std::string text = std::to_string(level) + " ";
-    const auto *start = va_arg(arguments, const uint8_t *);
-    text += kind == MIREL_LOG_TEXT ? reinterpret_cast<const char *>(start) : to_hex(start, va_arg(arguments, uint32_t));
-    traced.push_back(text);
-    return 0;
-}
-
 TEST(Hash, TracesTheDigestAtTheLengthGiven) {
     const Bytestring text = {};
     Octets room(20);
     Bytestring out = {3, room.data()};
-    mirel_log_init(32, receive);
-    traced.clear();
+    const Trace trace;
     EXPECT_EQ(CSP_hash(nullptr, CSP_ALG_SHA1, &text, &out), 0u);
-    mirel_log_terminate();
-    EXPECT_THAT(traced, testing::ElementsAre("32 HASH digest value", "32 DA39A3"));
+    EXPECT_EQ(Trace::take(), (Lines{"32 HASH digest value", "32 =DA39A3"}));
     EXPECT_EQ(room, digest(hash_function("SHA1"), {}));
 }
 

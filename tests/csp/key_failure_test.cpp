@@ -6,11 +6,11 @@
 #include "csp/dsa.h"
 #include "csp/key_support.h"
 #include "csp/rsa.h"
-#include "support/alloc_fault.h"
+#include "support/alloc_sweep.h"
 
 namespace {
 
-using namespace key_test;
+using namespace zelmo_test;
 
 const Octets text = text_octets("text");
 
@@ -42,22 +42,22 @@ Octets signed_text(int32_t alg) {
 
 /// Runs it with the nth allocation failing, for every n up to `most`, until none fails any more.
 void sweep(const Scenario &scenario, bool all_after, unsigned most = UINT32_MAX) {
-    bool failed = true;
-    for (unsigned n = 1; failed && n <= most; ++n) {
-        Bytestring *made = nullptr;
-        alloc_fault_arm(n, all_after);
-        const uint32_t code = scenario.call(&made);
-        failed = alloc_fault_disarm();
-        const OwnedBytestring out(made);
-        if (code == 0) {
-            EXPECT_TRUE(scenario.good(out.get())) << scenario.name << " allocation " << n;
-        } else {
-            EXPECT_TRUE(failed) << scenario.name;
-            EXPECT_EQ(made, nullptr) << scenario.name << " allocation " << n;
-            EXPECT_NE(std::count(scenario.failures.begin(), scenario.failures.end(), code), 0)
-                << scenario.name << " allocation " << n << " gives " << std::hex << code;
-        }
-    }
+    const testing::ScopedTrace where(__FILE__, __LINE__, scenario.name);
+    Bytestring *made = nullptr;
+    sweep_allocations(
+        all_after, [&] { return scenario.call(&made); },
+        [&](uint32_t code, bool failed, unsigned) {
+            const OwnedBytestring out(std::exchange(made, nullptr));
+            if (code == 0) {
+                EXPECT_TRUE(scenario.good(out.get()));
+            } else {
+                EXPECT_TRUE(failed);
+                EXPECT_EQ(out, nullptr);
+                EXPECT_NE(std::count(scenario.failures.begin(), scenario.failures.end(), code), 0)
+                    << "gives " << std::hex << code;
+            }
+        },
+        most);
 }
 
 class KeyFailure : public testing::TestWithParam<bool> {};
@@ -113,17 +113,13 @@ TEST_P(KeyFailure, OfAnAllocationInSignatures) {
     for (const Scenario &scenario : scenarios)
         sweep(scenario, GetParam());
     // The same with signatures that are bad: no failure makes one pass.
-    bool failed = true;
-    for (unsigned count = 1; failed; ++count) {
-        alloc_fault_arm(count, GetParam());
-        const uint32_t rsa_code = CSP_verify(nullptr, CSP_SIG_RSA_SHA1, rsa_public, nullptr, plain, altered_rsa);
-        failed = alloc_fault_disarm();
-        alloc_fault_arm(count, GetParam());
-        const uint32_t dsa_code = CSP_verify(nullptr, CSP_SIG_DSS_SHA1, dsa_public, parameters, plain, altered_dsa);
-        failed = alloc_fault_disarm() || failed;
-        EXPECT_NE(rsa_code, 0u) << count;
-        EXPECT_NE(dsa_code, 0u) << count;
-    }
+    const auto never = [](uint32_t code, bool, unsigned) { EXPECT_NE(code, 0u); };
+    sweep_allocations(
+        GetParam(), [&] { return CSP_verify(nullptr, CSP_SIG_RSA_SHA1, rsa_public, nullptr, plain, altered_rsa); },
+        never);
+    sweep_allocations(
+        GetParam(), [&] { return CSP_verify(nullptr, CSP_SIG_DSS_SHA1, dsa_public, parameters, plain, altered_dsa); },
+        never);
 }
 
 INSTANTIATE_TEST_SUITE_P(AloneAndWithAllThatFollow, KeyFailure, testing::Bool());
@@ -131,20 +127,20 @@ INSTANTIATE_TEST_SUITE_P(AloneAndWithAllThatFollow, KeyFailure, testing::Bool())
 // The prime search looks at no failure and goes on for as long as it fails, so that only single ones are tried.
 TEST(KeyFailureOfSearches, GivesASoundKeyOrNone) {
     Context context;
-    const Scenario keys = {
-        "RSA keys",
-        [&](Bytestring **out) {
-            Bytestring *modulus = nullptr;
-            Bytestring *exponent = nullptr;
-            const uint32_t code = CSP_RSA_key_generation(context, 128, 0, 0, &modulus, &exponent, out);
-            EXPECT_EQ(modulus == nullptr, code != 0);
-            EXPECT_EQ(exponent == nullptr, code != 0);
-            Bytestring_free(modulus);
-            Bytestring_free(exponent);
-            return code;
-        },
-        [](const Bytestring *key) { return openssl_accepts(Octets(key->data, key->data + key->len)); },
-        {CSP_ERR_MEMORY}};
+    const Scenario keys = {"RSA keys",
+                           [&](Bytestring **out) {
+                               Bytestring *modulus = nullptr;
+                               Bytestring *exponent = nullptr;
+                               const uint32_t code =
+                                   CSP_RSA_key_generation(context, 128, 0, 0, &modulus, &exponent, out);
+                               EXPECT_EQ(modulus == nullptr, code != 0);
+                               EXPECT_EQ(exponent == nullptr, code != 0);
+                               Bytestring_free(modulus);
+                               Bytestring_free(exponent);
+                               return code;
+                           },
+                           [](const Bytestring *key) { return openssl_accepts(octets_of(key)); },
+                           {CSP_ERR_MEMORY}};
     sweep(keys, false, 400);
     const Octets seed = hex("D5014E4B60EF2BA8B6211B4062BA3224E0427DD3");
     const Value seed_value(seed);

@@ -1,5 +1,4 @@
 // What must not be null, and the numbers between DER and arithmetic.
-#include <functional>
 #include <gtest/gtest.h>
 
 #include "csp/csp_asn1.h"
@@ -9,7 +8,7 @@
 
 namespace {
 
-using namespace key_test;
+using namespace zelmo_test;
 
 TEST(Misuse, NullIsAWrongArgument) {
     const Value value("value");
@@ -19,36 +18,26 @@ TEST(Misuse, NullIsAWrongArgument) {
     Bytestring **const out = &place;
     CspContext context = {};
     CspContext *const ctx = &context;
-    const auto each = [&](const char *what, auto call, size_t count) {
-        for (size_t absent = 0; absent < count; ++absent)
-            EXPECT_EQ(call([&](size_t i) { return i == absent ? none : some; }, absent), CSP_ERR_PARAM)
-                << what << " " << absent;
+    // Calls with each of the arguments null in turn: `a` gives the ones that are read, `to` the places of results.
+    size_t absent = 0;
+    const auto a = [&](size_t i) { return i == absent ? none : some; };
+    const auto to = [&](size_t i) { return i == absent ? nullptr : out; };
+    const auto each = [&](const char *what, size_t count, auto call) {
+        for (absent = 0; absent < count; ++absent)
+            EXPECT_EQ(call(), CSP_ERR_PARAM) << what << " " << absent;
     };
-    const auto to = [&](size_t i, size_t absent) { return i == absent ? nullptr : out; };
-    each(
-        "verify", [&](auto a, size_t) { return CSP_verify(nullptr, 6, a(0), some, a(1), a(2)); }, 3);
-    each(
-        "rsa verify", [&](auto a, size_t) { return CSP_RSA_verify(nullptr, 6, a(0), a(1), a(2), a(3)); }, 4);
-    each(
-        "dss verify", [&](auto a, size_t) { return CSP_DSS_verify(nullptr, 18, a(0), a(1), a(2), a(3), a(4), a(5)); },
-        6);
+    each("verify", 3, [&] { return CSP_verify(nullptr, 6, a(0), some, a(1), a(2)); });
+    each("RSA verify", 4, [&] { return CSP_RSA_verify(nullptr, 6, a(0), a(1), a(2), a(3)); });
+    each("DSS verify", 6, [&] { return CSP_DSS_verify(nullptr, 18, a(0), a(1), a(2), a(3), a(4), a(5)); });
     for (const auto operation : {CSP_RSA_public_decryption, CSP_RSA_raw_public, CSP_RSA_public_encryption})
-        each(
-            "public", [&](auto a, size_t n) { return operation(ctx, a(0), a(1), a(2), to(3, n)); }, 4);
+        each("public", 4, [&] { return operation(ctx, a(0), a(1), a(2), to(3)); });
     for (const auto operation : {CSP_RSA_private_encryption, CSP_RSA_private_decryption, CSP_RSA_raw_private})
-        each(
-            "private", [&](auto a, size_t n) { return operation(ctx, a(0), a(1), to(2, n)); }, 3);
-    each(
-        "rsa sign", [&](auto a, size_t n) { return CSP_RSA_sign(ctx, 6, a(0), a(1), to(2, n)); }, 3);
-    each(
-        "dss sign", [&](auto a, size_t n) { return CSP_DSS_sign(ctx, 18, a(0), a(1), a(2), a(3), a(4), to(5, n)); }, 6);
+        each("private", 3, [&] { return operation(ctx, a(0), a(1), to(2)); });
+    each("RSA sign", 3, [&] { return CSP_RSA_sign(ctx, 6, a(0), a(1), to(2)); });
+    each("DSS sign", 6, [&] { return CSP_DSS_sign(ctx, 18, a(0), a(1), a(2), a(3), a(4), to(5)); });
     EXPECT_EQ(CSP_DSS_sign(nullptr, 18, some, some, some, some, some, out), CSP_ERR_PARAM);
-    each(
-        "dss keys", [&](auto a, size_t n) { return CSP_DSS_key_generation(ctx, a(0), a(1), a(2), to(3, n), to(4, n)); },
-        5);
-    each(
-        "dss parameters",
-        [&](auto, size_t n) { return CSP_DSS_params_generation(ctx, 512, to(0, n), to(1, n), to(2, n)); }, 3);
+    each("DSS keys", 5, [&] { return CSP_DSS_key_generation(ctx, a(0), a(1), a(2), to(3), to(4)); });
+    each("DSS parameters", 3, [&] { return CSP_DSS_params_generation(ctx, 512, to(0), to(1), to(2)); });
     EXPECT_EQ(CSP_RSA_key_generation(ctx, 512, 512, 0, out, out, nullptr), CSP_ERR_PARAM);
     EXPECT_EQ(place, nullptr);
 }
@@ -73,9 +62,7 @@ TEST(Misuse, SigningKnowsFewerSchemesThanVerifying) {
 
 // The numbers of RSA are held to 1025 octets, and nothing is cleared before.
 TEST(Misuse, NumbersMayBeTooLong) {
-    const Value fits(Octets(1025, 1));
-    const Value long_one(Octets(1026, 1));
-    const Value text("text");
+    const Value fits(Octets(1025, 1)), long_one(Octets(1026, 1)), text("text");
     CspContext context = {};
     CspContext *const ctx = &context;
     const Trace trace;
@@ -85,7 +72,7 @@ TEST(Misuse, NumbersMayBeTooLong) {
             Trace::take();
             EXPECT_EQ(call([&](size_t i) -> const Bytestring * { return i == which ? long_one : fits; }, out.place()),
                       CSP_ERR_PARAM);
-            EXPECT_EQ(Trace::take(), std::vector<std::string>{"1 Maximal length of 8200 bits exceeded"});
+            EXPECT_EQ(Trace::take(), Lines{"1 Maximal length of 8200 bits exceeded"});
             EXPECT_FALSE(out.is_null());
         }
     };
@@ -96,8 +83,7 @@ TEST(Misuse, NumbersMayBeTooLong) {
 
 // Those of DSA are held to nothing but what the arithmetic can take.
 TEST(Misuse, NumbersOfDsaMayBeBeyondTheArithmetic) {
-    const Value fits(Octets(20, 1));
-    const Value text(Octets(20, 2));
+    const Value fits(Octets(20, 1)), text(Octets(20, 2));
     const Value signature(der(0x30, {der(0x02, {{1}}), der(0x02, {{1}})}));
     CspContext context = {nullptr, PTHREAD_MUTEX_INITIALIZER};
     ASSERT_EQ(CSP_RNG_set_state(&context, fits), 0u);
@@ -132,59 +118,48 @@ TEST(Misuse, OfTheNumbersBelowEndsTheProcess) {
     Bytestring out = {64, room.data()};
     aauint *numbers[1] = {};
     Bytestring *place = nullptr;
-    const struct {
-        std::function<void()> call;
-        const char *condition;
-    } rows[] = {
-        {[&] { RSA_public_decrypt(nullptr, in, &out); }, "`key != ..void .\\)0\\)'"},
-        {[&] { RSA_public_decrypt(key, nullptr, &out); }, "`cipher != ..void .\\)0\\)'"},
-        {[&] { RSA_public_decrypt(key, in, nullptr); }, "`plain != ..void .\\)0\\)'"},
-        {[&] { RSA_raw_public(nullptr, nullptr, in, &out); }, "`key != "},
-        {[&] { RSA_raw_public(nullptr, key, nullptr, &out); }, "`plain != "},
-        {[&] { RSA_raw_public(nullptr, key, in, nullptr); }, "`cipher != "},
-        {[&] { RSA_public_encrypt(nullptr, nullptr, in, &out); }, "`key != "},
-        {[&] { RSA_public_encrypt(nullptr, key, nullptr, &out); }, "`plain != "},
-        {[&] { RSA_public_encrypt(nullptr, key, in, nullptr); }, "`cipher != "},
-        {[&] { RSA_public_encrypt(nullptr, key, in, &out); }, "`ctx != "},
-        {[&] { CSP_RSA_key_generation(nullptr, 512, 0, 0, nullptr, nullptr, &place); }, "`ctx != "},
-        {[&] { CSP_DSS_key_generation(nullptr, in, in, in, &place, &place); }, "`ctx != "},
-        {[&] { CSP_DSS_params_generation(nullptr, 512, &place, &place, &place); }, "`ctx != "},
-        {[&] { RSA_private_decrypt(nullptr, in, &out); }, "`key != "},
-        {[&] { RSA_private_decrypt(key, nullptr, &out); }, "`cipher != "},
-        {[&] { RSA_private_decrypt(key, in, nullptr); }, "`plain != "},
-        {[&] { RSA_private_encrypt(nullptr, in, &out); }, "`key != "},
-        {[&] { RSA_private_encrypt(key, nullptr, &out); }, "`plain != "},
-        {[&] { RSA_private_encrypt(key, in, nullptr); }, "`cipher != "},
-        {[&] { RSA_raw_private(nullptr, nullptr, in, &out); }, "`key != "},
-        {[&] { RSA_raw_private(nullptr, key, nullptr, &out); }, "`cipher != "},
-        {[&] { RSA_raw_private(nullptr, key, in, nullptr); }, "`plain != "},
-        {[&] { asn1_to_aa(nullptr, numbers, 1); }, "`asn1_key != ..void .\\)0\\)'"},
-        {[&] { asn1_to_aa(in, nullptr, 1); }, "`aa != ..void .\\)0\\)'"},
-        {[&] { asn1_to_aa(in, numbers, 0); }, "`n != 0'"},
-        {[&] { aa_to_asn1(nullptr, 1); }, "`aa != ..void .\\)0\\)'"},
-        {[&] { aa_to_asn1(numbers, 0); }, "`n != 0'"},
-    };
-    for (const auto &row : rows)
-        EXPECT_DEATH(row.call(), row.condition);
+    const std::string no_key = not_null("key"), no_plain = not_null("plain"), no_cipher = not_null("cipher"),
+                      no_context = not_null("ctx");
+    for (const auto operation : {RSA_public_decrypt, RSA_private_decrypt}) {
+        EXPECT_DEATH(operation(nullptr, in, &out), no_key);
+        EXPECT_DEATH(operation(key, nullptr, &out), no_cipher);
+        EXPECT_DEATH(operation(key, in, nullptr), no_plain);
+    }
+    for (const auto operation : {RSA_raw_public, RSA_public_encrypt}) {
+        EXPECT_DEATH(operation(nullptr, nullptr, in, &out), no_key);
+        EXPECT_DEATH(operation(nullptr, key, nullptr, &out), no_plain);
+        EXPECT_DEATH(operation(nullptr, key, in, nullptr), no_cipher);
+    }
+    EXPECT_DEATH(RSA_private_encrypt(nullptr, in, &out), no_key);
+    EXPECT_DEATH(RSA_private_encrypt(key, nullptr, &out), no_plain);
+    EXPECT_DEATH(RSA_private_encrypt(key, in, nullptr), no_cipher);
+    EXPECT_DEATH(RSA_raw_private(nullptr, nullptr, in, &out), no_key);
+    EXPECT_DEATH(RSA_raw_private(nullptr, key, nullptr, &out), no_cipher);
+    EXPECT_DEATH(RSA_raw_private(nullptr, key, in, nullptr), no_plain);
+    EXPECT_DEATH(RSA_public_encrypt(nullptr, key, in, &out), no_context);
+    EXPECT_DEATH(CSP_RSA_key_generation(nullptr, 512, 0, 0, nullptr, nullptr, &place), no_context);
+    EXPECT_DEATH(CSP_DSS_key_generation(nullptr, in, in, in, &place, &place), no_context);
+    EXPECT_DEATH(CSP_DSS_params_generation(nullptr, 512, &place, &place, &place), no_context);
+    EXPECT_DEATH(asn1_to_aa(nullptr, numbers, 1), not_null("asn1_key"));
+    EXPECT_DEATH(asn1_to_aa(in, nullptr, 1), not_null("aa"));
+    EXPECT_DEATH(asn1_to_aa(in, numbers, 0), "`n != 0'");
+    EXPECT_DEATH(aa_to_asn1(nullptr, 1), not_null("aa"));
+    EXPECT_DEATH(aa_to_asn1(numbers, 0), "`n != 0'");
     RsaKey_free(nullptr);
 }
 
 // ---- DER and numbers -----------------------------------------------------------------------------------------------
 
 TEST(DerNumbers, AreWrittenAsPositive) {
-    const struct {
-        uint32_t value;
-        const char *der;
-    } rows[] = {{0, "020100"},
-                {1, "020101"},
-                {127, "02017F"},
-                {128, "02020080"},
-                {255, "020200FF"},
-                {256, "02020100"},
-                {32768, "0203008000"},
-                {0xFFFFFFFF, "020500FFFFFFFF"},
-                {0x7FFFFFFF, "02047FFFFFFF"}};
-    for (const auto &[value, expected] : rows) {
+    for (const auto &[value, expected] : {std::pair(0u, "020100"),
+                                          {1u, "020101"},
+                                          {127u, "02017F"},
+                                          {128u, "02020080"},
+                                          {255u, "020200FF"},
+                                          {256u, "02020100"},
+                                          {32768u, "0203008000"},
+                                          {0xFFFFFFFFu, "020500FFFFFFFF"},
+                                          {0x7FFFFFFFu, "02047FFFFFFF"}}) {
         aauint number[2];
         aa_long2aauint(value, number);
         const aauint *const numbers[] = {number, number};
@@ -192,7 +167,7 @@ TEST(DerNumbers, AreWrittenAsPositive) {
         EXPECT_EQ(to_hex(one->data, one->len), expected);
         const OwnedBytestring two(aa_to_asn1(numbers, 2));
         const Octets element = hex(expected);
-        EXPECT_EQ(Octets(two->data, two->data + two->len), der(0x30, {element, element}));
+        EXPECT_EQ(octets_of(two.get()), der(0x30, {element, element}));
         aauint *read[2];
         ASSERT_EQ(asn1_to_aa(two.get(), read, 2), 0);
         EXPECT_EQ(aa_comp(read[0], number), 0);

@@ -1,95 +1,13 @@
 // Whole sets of vectors of NIST and of RSA Laboratories, as python3-cryptography-vectors installs them.
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <gtest/gtest.h>
-#include <map>
-
 #include "csp/csp_key.h"
 #include "csp/dsa.h"
 #include "csp/key_support.h"
 #include "csp/rsa.h"
+#include "support/installed_vectors.h"
 
 namespace {
 
-using namespace key_test;
-
-/// Values by their names; octets of hexadecimal text.
-class Values : public std::map<std::string, std::string> {
-  public:
-    Octets octets(const std::string &name) const {
-        const auto found = find(name);
-        EXPECT_NE(found, end()) << name << " is missing";
-        return found != end() ? hex(found->second) : Octets();
-    }
-    Octets magnitude(const std::string &name) const {
-        const Octets all = octets(name);
-        size_t zeros = 0;
-        while (zeros < all.size() && all[zeros] == 0)
-            ++zeros;
-        return {all.begin() + static_cast<std::ptrdiff_t>(zeros), all.end()};
-    }
-};
-
-using UseVector = std::function<void(const Values &)>;
-
-/// Reads a file line by line; false, with a message, when it is not there.
-bool read_lines(const std::string &name, const std::function<void(const std::string &)> &take) {
-    const std::string path = "/usr/lib/python3/dist-packages/cryptography_vectors/asymmetric/" + name;
-    std::ifstream in(path);
-    if (!in) {
-        std::cout << path << " is not there: install python3-cryptography-vectors\n";
-        return false;
-    }
-    for (std::string line; std::getline(in, line);) {
-        while (!line.empty() && (line.back() == '\r' || line.back() == ' '))
-            line.pop_back();
-        take(line);
-    }
-    return true;
-}
-
-/// "name = value" lines, where `last` ends a vector and the values before it go on to hold.
-size_t for_each_response(const std::string &name, const std::string &last, const UseVector &use) {
-    Values values;
-    size_t count = 0;
-    const bool there = read_lines(name, [&](const std::string &line) {
-        const size_t equals = line.find('=');
-        if (line.empty() || line[0] == '#' || line[0] == '[' || equals == std::string::npos)
-            return;
-        const size_t name_end = line.find_last_not_of(' ', equals - 1);
-        const size_t value = line.find_first_not_of(' ', equals + 1);
-        const std::string key = line.substr(0, name_end + 1);
-        values[key] = value != std::string::npos ? line.substr(value) : "";
-        if (key == last) {
-            const testing::ScopedTrace where(name.c_str(), static_cast<int>(++count), "vector of this number");
-            use(values);
-        }
-    });
-    EXPECT_TRUE(!there || count > 0) << name;
-    return count;
-}
-
-/// "# Name:" lines, each with lines of octets behind it; likewise.
-size_t for_each_section(const std::string &name, const std::string &last, const UseVector &use) {
-    Values values;
-    std::string key;
-    size_t count = 0;
-    const bool there = read_lines(name, [&](const std::string &line) {
-        if (!line.empty() && line[0] == '#') {
-            key = line.back() == ':' ? line.substr(2, line.size() - 3) : "";
-            values[key] = "";
-        } else if (line.empty() && !values[key].empty() && key == last) {
-            const testing::ScopedTrace where(name.c_str(), static_cast<int>(++count), "vector of this number");
-            use(values);
-            key.clear();
-        } else if (line.find_first_not_of("0123456789abcdefABCDEF ") == std::string::npos) {
-            values[key] += line;
-        }
-    });
-    EXPECT_TRUE(!there || count > 0) << name;
-    return count;
-}
+using namespace zelmo_test;
 
 Octets private_key(const Values &v) {
     return der(0x30, {der_integer({}), der_integer(v.octets("Modulus")), der_integer(v.octets("Public exponent")),
@@ -99,9 +17,8 @@ Octets private_key(const Values &v) {
 }
 
 TEST(RsaVectors, SignaturesOfRsaLaboratories) {
-    for_each_section("RSA/pkcs1v15sign-vectors.txt", "Signature", [](const Values &v) {
-        const Octets text = v.octets("Message to be signed");
-        const Octets expected = v.octets("Signature");
+    for_each_installed("asymmetric/RSA/pkcs1v15sign-vectors.txt", "Signature", [](const Values &v) {
+        const Octets text = v.octets("Message to be signed"), expected = v.octets("Signature");
         Result signature;
         ASSERT_EQ(CSP_RSA_sign(nullptr, CSP_SIG_RSA_SHA1, Value(private_key(v)), Value(text), signature.place()), 0u);
         EXPECT_EQ(signature.octets(), expected);
@@ -112,9 +29,8 @@ TEST(RsaVectors, SignaturesOfRsaLaboratories) {
 }
 
 TEST(RsaVectors, EncryptionsOfRsaLaboratories) {
-    for_each_section("RSA/pkcs1v15crypt-vectors.txt", "Encryption", [](const Values &v) {
-        const Octets plain = v.octets("Message");
-        const Octets expected = v.octets("Encryption");
+    for_each_installed("asymmetric/RSA/pkcs1v15crypt-vectors.txt", "Encryption", [](const Values &v) {
+        const Octets plain = v.octets("Message"), expected = v.octets("Encryption");
         {
             const ChosenRandom random(v.octets("Seed"));
             Result cipher;
@@ -130,8 +46,8 @@ TEST(RsaVectors, EncryptionsOfRsaLaboratories) {
 }
 
 TEST(RsaVectors, SignaturesOfNist) {
-    size_t judged = 0;
-    const UseVector verify = [&judged](const Values &v) {
+    int judged = 0;
+    const auto verify = [&judged](const Values &v) {
         if (v.at("SHAAlg") != "SHA1")
             return;
         ++judged;
@@ -144,16 +60,16 @@ TEST(RsaVectors, SignaturesOfNist) {
                   good)
             << (result != v.end() ? result->second : "");
     };
-    const size_t there = for_each_response("RSA/FIPS_186-2/SigVer15_186-3.rsp", "Result", verify) +
-                         for_each_response("RSA/SigVer15EMTest.txt", "Result", verify) +
-                         for_each_response("RSA/FIPS_186-2/SigGen15_186-2.rsp", "S", verify) +
-                         for_each_response("RSA/FIPS_186-2/SigGen15_186-3.rsp", "S", verify);
+    const int there = for_each_installed("asymmetric/RSA/FIPS_186-2/SigVer15_186-3.rsp", "Result", verify) +
+                      for_each_installed("asymmetric/RSA/SigVer15EMTest.txt", "Result", verify) +
+                      for_each_installed("asymmetric/RSA/FIPS_186-2/SigGen15_186-2.rsp", "S", verify) +
+                      for_each_installed("asymmetric/RSA/FIPS_186-2/SigGen15_186-3.rsp", "S", verify);
     EXPECT_TRUE(there == 0 || judged > 200) << judged << " of " << there;
 }
 
 // Keys without their primes.
 TEST(RsaVectors, SigningWithTheLongExponent) {
-    for_each_response("RSA/FIPS_186-2/SigGen15_186-2.txt", "S", [](const Values &v) {
+    for_each_installed("asymmetric/RSA/FIPS_186-2/SigGen15_186-2.txt", "S", [](const Values &v) {
         const Octets n = v.magnitude("n");
         if (v.at("SHAAlg") != "SHA1" || n.size() > 256)
             return;
@@ -167,14 +83,14 @@ TEST(RsaVectors, SigningWithTheLongExponent) {
 }
 
 TEST(DsaVectors, SignaturesOfNist) {
-    for_each_response("DSA/FIPS_186-2/SigVer.rsp", "Result", [](const Values &v) {
+    for_each_installed("asymmetric/DSA/FIPS_186-2/SigVer.rsp", "Result", [](const Values &v) {
         const Octets signature = der(0x30, {der_integer(v.magnitude("R")), der_integer(v.magnitude("S"))});
         const uint32_t code =
             CSP_DSS_verify(nullptr, CSP_SIG_DSS_SHA1, Value(v.octets("P")), Value(v.octets("Q")), Value(v.octets("G")),
                            Value(v.octets("Y")), Value(v.octets("Msg")), Value(signature));
         EXPECT_EQ(code == 0, v.at("Result")[0] == 'P');
     });
-    for_each_response("DSA/FIPS_186-2/SigGen.txt", "S", [](const Values &v) {
+    for_each_installed("asymmetric/DSA/FIPS_186-2/SigGen.txt", "S", [](const Values &v) {
         const ChosenRandom random(v.octets("K"));
         CspContext context = {};
         Result signature;
@@ -186,10 +102,9 @@ TEST(DsaVectors, SignaturesOfNist) {
 }
 
 TEST(DsaVectors, KeysOfNist) {
-    for_each_response("DSA/FIPS_186-2/KeyPair.rsp", "Y", [](const Values &v) {
+    for_each_installed("asymmetric/DSA/FIPS_186-2/KeyPair.rsp", "Y", [](const Values &v) {
         const ChosenRandom random(v.octets("X"));
-        Result y;
-        Result x;
+        Result y, x;
         ASSERT_EQ(CSP_DSS_key_generation(nullptr, Value(v.octets("P")), Value(v.octets("Q")), Value(v.octets("G")),
                                          y.place(), x.place()),
                   0u);
@@ -199,16 +114,15 @@ TEST(DsaVectors, KeysOfNist) {
 }
 
 TEST(DsaVectors, ParametersOfNist) {
-    for_each_response("DSA/FIPS_186-2/PQGGen.rsp", "H", [](const Values &v) {
+    for_each_installed("asymmetric/DSA/FIPS_186-2/PQGGen.rsp", "H", [](const Values &v) {
         if (std::stoul(v.at("c")) > 600)
             return;  // With a sanitizer the long searches take seconds.
-        uint32_t counter = 0;
-        uint32_t h = 0;
+        uint32_t counter = 0, h = 0;
         const OwnedDsaKey key(DSA_params_generation(nullptr, 1024, Value(v.octets("Seed")), &counter, &h));
         ASSERT_NE(key, nullptr);
         for (const auto &[member, name] : {std::pair(&DsaKey::p, "P"), {&DsaKey::q, "Q"}, {&DsaKey::g, "G"}}) {
             const OwnedBytestring octets(csp::octets_of(key.get()->*member));
-            EXPECT_EQ(Octets(octets->data, octets->data + octets->len), v.magnitude(name)) << name;
+            EXPECT_EQ(octets_of(octets.get()), v.magnitude(name)) << name;
         }
         EXPECT_EQ(std::to_string(counter), v.at("c"));
         EXPECT_EQ(std::to_string(h), v.at("H"));

@@ -4,14 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "csp/csp.h"
-#include "support/octets.h"
+#include "csp/csp_support.h"
 
 namespace zelmo_test {
-
-inline Bytestring view(Octets &octets) {
-    return {static_cast<uint32_t>(octets.size()), octets.data()};
-}
 
 struct Generator : CspContext {
     Generator() : CspContext{nullptr, PTHREAD_MUTEX_INITIALIZER} {}
@@ -26,7 +21,7 @@ struct Generator : CspContext {
     ~Generator() {
         Bytestring_free(state);
     }
-    uint32_t seed(Octets octets) {
+    uint32_t seed(const Octets &octets) {
         const Bytestring given = view(octets);
         return CSP_RNG_set_state(this, &given);
     }
@@ -37,7 +32,7 @@ struct Generator : CspContext {
         return octets;
     }
     [[nodiscard]] Octets now() const {
-        return {state->data, state->data + state->len};
+        return octets_of(state);
     }
     /// Whether the mutex is free.
     bool is_free() {

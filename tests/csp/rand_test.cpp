@@ -1,12 +1,11 @@
 // The random generator, recomputed from its state by openssl.
-#include <gtest/gtest.h>
 #include <memory>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
 #include "csp/csp_rand.h"
 #include "rand_case.h"
-#include "support/alloc_fault.h"
+#include "support/alloc_sweep.h"
 #include "support/seeded.h"
 
 namespace {
@@ -40,16 +39,14 @@ Octets thinned_stream(const Octets &key, const Octets &start, size_t count) {
 
 /// Output of the next request, and the state behind it.
 std::pair<Octets, Octets> predicted(const Octets &state, size_t count) {
-    const std::string text = "entropy update";
-    const Octets label(text.begin(), text.end());
+    const Octets label = text_octets("entropy update");
     Octets block;
     for (Octets a = hmac_sha1(state, label); block.size() < 300; a = hmac_sha1(state, a))
         block = block + hmac_sha1(state, a + label);
     Octets after = state;
     for (size_t i = 0; i < after.size() && i < 256; ++i)
         after[i] ^= block[32 + i];
-    return {thinned_stream({block.begin(), block.begin() + 16}, {block.begin() + 16, block.begin() + 32}, count),
-            after};
+    return {thinned_stream(part(block, 0, 16), part(block, 16, 16), count), after};
 }
 
 TEST(Generator, OutputAndStateAreWhatTheStateTells) {
@@ -104,7 +101,7 @@ TEST(Generator, StateCanBeCarriedOverButNotReplayed) {
     Generator generator(Octets(40, 7));
     Bytestring *saved = nullptr;
     ASSERT_EQ(CSP_RNG_get_state(&generator, &saved), 0u);
-    EXPECT_EQ(Octets(saved->data, saved->data + saved->len), generator.now());
+    EXPECT_EQ(octets_of(saved), generator.now());
     Generator restored;
     EXPECT_EQ(CSP_RNG_set_state(&restored, saved), 0u);
     EXPECT_NE(restored.now(), generator.now());
@@ -173,48 +170,32 @@ TEST(Generator, MutexFailures) {
 
 TEST(Generator, SurvivesShortMemory) {
     Generator generator(Octets(20, 1));
-    const auto sweep = [&](const char *what, auto call, auto check) {
-        for (const bool all_after : {false, true})
-            for (unsigned n = 1;; ++n) {
-                alloc_fault_arm(n, all_after);
-                const uint32_t result = call();
-                const bool fired = alloc_fault_disarm();
-                EXPECT_EQ(result != 0, fired) << what << " " << n;
-                EXPECT_TRUE(generator.is_free());
-                check(result, n);
-                if (!fired)
-                    break;
-            }
-    };
-    Octets octets(4);
-    Bytestring out = view(octets);
-    Octets before = generator.now();
-    sweep(
-        "bytes", [&] { return CSP_RNG_get_bytes(&generator, &out); },
-        [&](uint32_t result, unsigned) {
-            EXPECT_EQ(generator.now() != before, result == 0);
-            before = generator.now();
-        });
-    Bytestring *state = nullptr;
-    sweep(
-        "get", [&] { return CSP_RNG_get_state(&generator, &state); },
-        [&](uint32_t result, unsigned) {
-            EXPECT_TRUE(result == 0 || result == CSP_ERR_MEMORY);
-            EXPECT_EQ(state != nullptr, result == 0);
-            Bytestring_free(state);
-        });
-    Octets seed(20, 2);
-    const Bytestring given = view(seed);
-    sweep(
-        "set", [&] { return CSP_RNG_set_state(&generator, &given); },
-        [&](uint32_t result, unsigned n) {
-            // Two allocations make the state, which holds zeros until it is enciphered.
-            EXPECT_EQ(result, n <= 2 ? CSP_ERR_INTERNAL : n <= 4 ? CSP_ERR_MEMORY : 0 + 0u);
-            EXPECT_EQ(generator.state == nullptr, n <= 2);
-            if (n > 2) {
-                EXPECT_EQ(generator.now() == Octets(20), result != 0);
-            }
-        });
+    const Octets seed(20, 2);
+    Octets octets(4), before = generator.now();
+    Bytestring out = view(octets), given = view(seed), *state = nullptr;
+    sweep_allocations([&] { return CSP_RNG_get_bytes(&generator, &out); },
+                      [&](uint32_t result, bool failed, unsigned) {
+                          EXPECT_EQ(result != 0, failed);
+                          EXPECT_TRUE(generator.is_free());
+                          EXPECT_EQ(generator.now() != before, result == 0);
+                          before = generator.now();
+                      });
+    sweep_allocations([&] { return CSP_RNG_get_state(&generator, &state); },
+                      [&](uint32_t result, bool failed, unsigned) {
+                          EXPECT_EQ(result, failed ? CSP_ERR_MEMORY + 0u : 0u);
+                          EXPECT_TRUE(generator.is_free());
+                          EXPECT_EQ(state != nullptr, result == 0);
+                          Bytestring_free(std::exchange(state, nullptr));
+                      });
+    sweep_allocations([&] { return CSP_RNG_set_state(&generator, &given); },
+                      [&](uint32_t result, bool failed, unsigned n) {
+                          // Two allocations make the state, which holds zeros until it is enciphered.
+                          EXPECT_EQ(result, n <= 2 ? CSP_ERR_INTERNAL : n <= 4 ? CSP_ERR_MEMORY : 0 + 0u);
+                          EXPECT_EQ(result != 0, failed);
+                          EXPECT_TRUE(generator.is_free());
+                          EXPECT_EQ(generator.state == nullptr, n <= 2);
+                          EXPECT_EQ(generator.now() == Octets(20), n > 2 && failed);
+                      });
 }
 
 TEST(Generator, OneShotCrypt) {
@@ -233,24 +214,20 @@ TEST(Generator, OneShotCrypt) {
 TEST(GeneratorDeathTest, Assertions) {
     Generator generator;
     Octets octets(4);
-    Bytestring value = view(octets);
-    Bytestring *state = nullptr;
-    const auto text = [](const char *name) {
-        return std::string("Assertion `") + name + " != \\(\\(void \\*\\)0\\)' failed";
-    };
-    EXPECT_DEATH(CSP_RNG_set_state(nullptr, &value), text("ctx"));
-    EXPECT_DEATH(CSP_RNG_set_state(&generator, nullptr), text("state"));
-    EXPECT_DEATH(CSP_RNG_get_state(nullptr, &state), text("ctx"));
-    EXPECT_DEATH(CSP_RNG_get_state(&generator, nullptr), text("state"));
-    EXPECT_DEATH(CSP_RNG_get_state(&generator, &state), text("state")) << "not seeded";
-    EXPECT_DEATH(CSP_RNG_get_bytes(nullptr, &value), text("ctx"));
-    EXPECT_DEATH(CSP_RNG_get_bits(nullptr, octets.data(), 0, 0, 0), text("ctx"));
-    EXPECT_DEATH(trng_lock(nullptr), text("csp"));
-    EXPECT_DEATH(trng_unlock(nullptr), text("csp"));
-    EXPECT_DEATH(trng_crypt(nullptr, 0, &value, &value, &value), text("csp"));
-    EXPECT_DEATH(trng_crypt(&generator, 0, nullptr, &value, &value), text("key"));
-    EXPECT_DEATH(trng_crypt(&generator, 0, &value, nullptr, &value), text("input"));
-    EXPECT_DEATH(trng_crypt(&generator, 0, &value, &value, nullptr), text("output"));
+    Bytestring value = view(octets), *state = nullptr;
+    EXPECT_DEATH(CSP_RNG_set_state(nullptr, &value), not_null("ctx"));
+    EXPECT_DEATH(CSP_RNG_set_state(&generator, nullptr), not_null("state"));
+    EXPECT_DEATH(CSP_RNG_get_state(nullptr, &state), not_null("ctx"));
+    EXPECT_DEATH(CSP_RNG_get_state(&generator, nullptr), not_null("state"));
+    EXPECT_DEATH(CSP_RNG_get_state(&generator, &state), not_null("state")) << "not seeded";
+    EXPECT_DEATH(CSP_RNG_get_bytes(nullptr, &value), not_null("ctx"));
+    EXPECT_DEATH(CSP_RNG_get_bits(nullptr, octets.data(), 0, 0, 0), not_null("ctx"));
+    EXPECT_DEATH(trng_lock(nullptr), not_null("csp"));
+    EXPECT_DEATH(trng_unlock(nullptr), not_null("csp"));
+    EXPECT_DEATH(trng_crypt(nullptr, 0, &value, &value, &value), not_null("csp"));
+    EXPECT_DEATH(trng_crypt(&generator, 0, nullptr, &value, &value), not_null("key"));
+    EXPECT_DEATH(trng_crypt(&generator, 0, &value, nullptr, &value), not_null("input"));
+    EXPECT_DEATH(trng_crypt(&generator, 0, &value, &value, nullptr), not_null("output"));
 }
 
 }  // namespace

@@ -1,26 +1,64 @@
-// Random octets from key strokes, on a real pseudo-terminal: a child collects them, the test is its user. The child's
-// clock is set, so that its result can be told in advance; and it does not really sleep.
-#include <csignal>
-#include <functional>
+// Random octets from key strokes. The terminal is the test's own: what is done with it and shown on it becomes one
+// text, in its order. The clock is set, so that the result can be told in advance.
+#include <cerrno>
+#include <deque>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
-#include <poll.h>
-#include <pty.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <termios.h>
-#include <unistd.h>
 
-#include "csp/csp.h"
+#include "csp/csp_support.h"
 #include "support/alloc_fault.h"
-#include "support/octets.h"
 
 namespace {
 
-bool fake_clock = false;
-int clock_calls = 0;
-unsigned slept = 0;
-int attributes_to_fail = 0;  ///< Which setting of attributes fails; 0 for none.
+using namespace zelmo_test;
+
+constexpr int file = 0x7E57;
+constexpr tcflag_t busy_input = ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF,
+                   busy_local = ISIG | ICANON | ECHO | TOSTOP | IEXTEN;
+/// What a read gives in the place of a key: nothing yet, an interruption, the end.
+enum : int { nothing = 256, interrupted = 257, hung_up = 258 };
+
+struct Terminal {
+    std::string log = {};        ///< "<event>"s and what was shown.
+    std::deque<int> keys = {};   ///< What is typed next; the terminal goes away behind the last.
+    bool there = true;           ///< Whether there is one at all.
+    int attributes_to_fail = 0;  ///< Which setting of attributes fails; 0 for none.
+    int clock_calls = 0;
+    termios attributes = {};
+};
+Terminal *terminal = nullptr;  ///< Null while the process has its own.
+
+bool same(const termios &a, const termios &b) {
+    return a.c_iflag == b.c_iflag && a.c_oflag == b.c_oflag && a.c_cflag == b.c_cflag && a.c_lflag == b.c_lflag &&
+           std::equal(std::begin(a.c_cc), std::end(a.c_cc), std::begin(b.c_cc));
+}
+
+/// Everything is switched on that keeps keys from coming through as they are.
+termios busy() {
+    termios attributes = {};
+    attributes.c_iflag = busy_input | IGNPAR;
+    attributes.c_oflag = OPOST | ONLCR;
+    attributes.c_cflag = CS8 | CREAD | B38400;
+    attributes.c_lflag = busy_local | ECHOE;
+    attributes.c_cc[VTIME] = 7;
+    attributes.c_cc[VINTR] = 3;
+    return attributes;
+}
+
+std::string name_of(const termios &attributes) {
+    if (same(attributes, busy()))
+        return "restored";
+    termios raw = busy();
+    raw.c_iflag = IGNPAR;
+    raw.c_oflag = ONLCR;
+    raw.c_lflag = ECHOE;
+    raw.c_cc[VTIME] = 0;
+    raw.c_cc[VMIN] = attributes.c_cc[VMIN];
+    return same(attributes, raw) ? "raw " + std::to_string(raw.c_cc[VMIN]) : "strange attributes";
+}
 
 /// Steps of all sizes, some of them backwards in their microseconds.
 timeval time_of_call(int call) {
@@ -29,326 +67,192 @@ timeval time_of_call(int call) {
 
 struct Outcome {
     uint32_t result;
-    unsigned slept;
-    bool restored;
-    uint8_t octets[64];
+    Octets octets;
+    std::string prompt, log;
 };
 
-bool same(const termios &a, const termios &b) {
-    return a.c_iflag == b.c_iflag && a.c_oflag == b.c_oflag && a.c_cflag == b.c_cflag && a.c_lflag == b.c_lflag &&
-           memcmp(a.c_cc, b.c_cc, sizeof a.c_cc) == 0;
-}
-
-/// What the child does.
-Outcome collect(uint32_t length, const std::function<void()> &prepare) {
-    termios before = {};
-    termios after = {};
-    tcgetattr(0, &before);
-    fake_clock = true;
-    signal(SIGHUP, SIG_IGN);
-    Outcome outcome = {};
-    Bytestring out = {length, outcome.octets};
-    prepare();
+Outcome collect(uint32_t length, Terminal own, unsigned failing_allocation = 0) {
+    Outcome outcome = {0, Octets(64), "", ""};
+    Bytestring out = {length, outcome.octets.data()};
+    own.attributes = busy();
+    own.keys.push_back(hung_up);
+    testing::internal::CaptureStderr();
+    terminal = &own;
+    if (failing_allocation != 0)
+        alloc_fault_arm(failing_allocation, true);
     outcome.result = CSP_RNG_get_dev_tty(&out);
     alloc_fault_disarm();
-    tcgetattr(0, &after);
-    outcome.slept = slept;
-    outcome.restored = same(before, after);
+    terminal = nullptr;
+    outcome.prompt = testing::internal::GetCapturedStderr();
+    outcome.log = own.log;
     return outcome;
 }
 
-/// A terminal with everything switched on that keeps keys from coming through as they are.
-termios busy_terminal() {
-    termios attributes = {};
-    attributes.c_iflag = ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF;
-    attributes.c_oflag = OPOST | ONLCR;
-    attributes.c_cflag = CS8 | CREAD | B38400;
-    attributes.c_lflag = ISIG | ICANON | ECHO | TOSTOP | IEXTEN;
-    attributes.c_cc[VTIME] = 7;
-    return attributes;
+std::string prompt(uint64_t keys) {
+    return "I need " + std::to_string(keys) +
+           " characters as input for the random number generation.\n"
+           "Please hit some keys (regardless which).\n";
 }
 
-class User {
-  public:
-    explicit User(
-        uint32_t length, const std::function<void()> &prepare = [] {}, termios attributes = busy_terminal()) {
-        EXPECT_EQ(pipe(outcome_), 0);
-        EXPECT_EQ(pipe(prompt_), 0);
-        child_ = forkpty(&terminal_, nullptr, &attributes, nullptr);
-        EXPECT_GE(child_, 0);
-        if (child_ == 0) {
-            alarm(60);
-            dup2(prompt_[1], 2);
-            const Outcome outcome = collect(length, prepare);
-            _exit(write(outcome_[1], &outcome, sizeof outcome) == sizeof outcome ? 0 : 1);
-        }
-        close(outcome_[1]);
-        close(prompt_[1]);
-    }
-    User(const User &) = delete;
-    User &operator=(const User &) = delete;
-    ~User() {
-        hang_up();
-        kill(child_, SIGKILL);
-        waitpid(child_, nullptr, 0);
-        close(outcome_[0]);
-        close(prompt_[0]);
-    }
-    void hang_up() {
-        if (terminal_ >= 0)
-            close(terminal_);
-        terminal_ = -1;
-    }
-    /// Waits until keys come through at once, and for `least` of them at a time.
-    void await_raw(cc_t least) const {
-        termios now = {};
-        for (int i = 0; i < 10000; ++i, usleep(1000))
-            if (tcgetattr(terminal_, &now) == 0 && (now.c_lflag & ICANON) == 0 && now.c_cc[VMIN] == least)
-                break;
-        EXPECT_EQ(now.c_cc[VMIN], least);
-        EXPECT_EQ(now.c_cc[VTIME], 0);
-        EXPECT_EQ(now.c_iflag & (ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF), 0u);
-        EXPECT_EQ(now.c_oflag & OPOST, 0u);
-        EXPECT_EQ(now.c_lflag & (ISIG | ICANON | ECHO | TOSTOP | IEXTEN), 0u);
-    }
-    void type(const std::string &keys) const {
-        EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-    }
-    void expect_shown(const std::string &text) const {
-        EXPECT_EQ(receive(terminal_, text.size()), text);
-    }
-    void expect_counter(const char *number) const {
-        expect_shown(std::string("\b\b\b\b") + number);
-    }
-    void expect_silence() const {
-        pollfd ready = {terminal_, POLLIN, 0};
-        EXPECT_EQ(poll(&ready, 1, 30), 0);
-    }
-    void expect_prompt(const std::string &text) const {
-        EXPECT_EQ(receive(prompt_[0], text.size()), text);
-    }
-    [[nodiscard]] Outcome outcome() const {
-        Outcome outcome = {};
-        const std::string got = receive(outcome_[0], sizeof outcome);
-        EXPECT_EQ(got.size(), sizeof outcome);
-        memcpy(&outcome, got.data(), got.size());
-        return outcome;
-    }
-
-  private:
-    /// As many octets, unless they stay away for too long.
-    static std::string receive(int file, size_t length) {
-        std::string text;
-        pollfd ready = {file, POLLIN, 0};
-        char octet = 0;
-        while (text.size() < length && poll(&ready, 1, 20000) == 1 && read(file, &octet, 1) == 1)
-            text += octet;
-        return text;
-    }
-
-    pid_t child_ = -1;
-    int terminal_ = -1;
-    int outcome_[2] = {-1, -1};
-    int prompt_[2] = {-1, -1};
-};
-
-std::string four_columns(uint32_t number) {
-    char text[12];
-    snprintf(text, sizeof text, "%4u", number);
-    return text;
+std::string counter(uint32_t number) {
+    char text[16];
+    snprintf(text, sizeof text, "\b\b\b\b%4u", number);
+    return {text, 8};  // greater numbers lose their last digits
 }
 
-/// Begins: the first key, which just starts the clock.
-void start(const User &user, uint32_t strokes) {
-    user.expect_prompt("I need " + std::to_string(strokes + 1) +
-                       " characters as input for the random number generation.\n"
-                       "Please hit some keys (regardless which).\n");
-    // The terminal still puts a return before a line feed.
-    user.expect_shown("\r\n\rNumber of keys still to go:     ");
-    user.expect_counter(four_columns(strokes + 1).c_str());
-    user.await_raw(1);
-    user.type("a");
-    user.expect_counter(four_columns(strokes).c_str());
-    // It is over at once where no stroke is to follow.
-    if (strokes > 0)
-        user.await_raw(0);
+/// Up to the first key, which just starts the clock.
+std::string head(uint32_t strokes) {
+    return "<open>\n\rNumber of keys still to go:     " + counter(strokes + 1) + "<flush><raw 1>";
 }
-
-void stroke(const User &user, const char *key, uint32_t &to_go) {
-    user.type(key);
-    user.expect_counter(four_columns(--to_go).c_str());
-}
-
-void type_the_rest(const User &user, uint32_t &to_go) {
-    while (to_go > 0)
-        stroke(user, to_go % 2 == 0 ? "x" : "\x03", to_go);
-}
-
-void expect_thanks(const User &user) {
-    user.expect_shown("\a\n\rThank you, that was enough!\r\n\n");
-}
+const std::string thanks = "\a\n\rThank you, that was enough!\r\n\n<sleep 1>";
 
 Octets condensed(uint32_t length) {
     Octets output;
     for (int call = 0; output.size() < length;) {
         const size_t run = std::min<size_t>(20, length - output.size());
-        Octets block(20);
+        Octets block(20), digest(20);
         for (size_t i = 0; i < run; ++i, ++call) {
-            const timeval from = time_of_call(call);
-            const timeval to = time_of_call(call + 1);
+            const timeval from = time_of_call(call), to = time_of_call(call + 1);
             block[i] = static_cast<uint8_t>((to.tv_sec - from.tv_sec) * 1000000 + to.tv_usec - from.tv_usec);
         }
-        Octets digest(20);
         SHA1(block.data(), block.size(), digest.data());
-        digest.resize(run);
-        output = output + digest;
+        output = output + part(digest, 0, run);
     }
     return output;
 }
 
-class DevTty : public testing::TestWithParam<std::pair<uint32_t, uint32_t>> {};
-
-TEST_P(DevTty, CountsAndCondensesKeyStrokes) {
-    const auto [length, strokes] = GetParam();
-    const User user(length);
-    uint32_t to_go = strokes;
-    start(user, strokes);
-    if (to_go > 0) {
-        // The first two are taken though they follow an equal one that started the clock; the next three are not.
-        stroke(user, "a", to_go);
-        stroke(user, "a", to_go);
-        user.type("aaa");
-        user.expect_silence();
-        stroke(user, "b", to_go);
-        stroke(user, "b", to_go);
-        user.type("b");
-        user.expect_silence();
-        stroke(user, "a", to_go);
-        type_the_rest(user, to_go);
+/// So many strokes behind a first key, and what is shown for them.
+std::pair<std::deque<int>, std::string> typed(uint32_t strokes) {
+    // The first two are taken though they follow an equal one that started the clock; the next three are not.
+    std::deque<int> keys = {'a'};
+    std::string log = "<a>" + counter(strokes) + "<flush><raw 0>";
+    std::string taken;
+    for (size_t i = 0; taken.size() < strokes; ++i) {
+        const char key = "aaaaabbba\x03"[i % 10];
+        keys.insert(keys.end(), {nothing, interrupted, key});
+        log += std::string("<") + key + ">";
+        if (taken.size() >= 2 && taken.back() == key && taken[taken.size() - 2] == key)
+            continue;
+        taken += key;
+        log += counter(strokes - static_cast<uint32_t>(taken.size()));
     }
-    expect_thanks(user);
-    const Outcome outcome = user.outcome();
-    EXPECT_EQ(outcome.slept, 1u);
-    EXPECT_TRUE(outcome.restored);
-    if (length > sizeof outcome.octets) {
-        EXPECT_EQ(outcome.result, CSP_ERR_ENTROPY) << "the count of strokes has wrapped";
-        return;
-    }
-    EXPECT_EQ(outcome.result, 0u);
-    EXPECT_EQ(to_hex(outcome.octets, length), to_hex(condensed(length).data(), length));
-    EXPECT_EQ(to_hex(outcome.octets + length, 64 - length), to_hex(Octets(64).data(), 64 - length));
+    return {keys, log};
 }
 
-INSTANTIATE_TEST_SUITE_P(Lengths, DevTty,
-                         testing::Values(std::pair(20u, 20u), std::pair(21u, 40u), std::pair(1u, 20u),
-                                         std::pair(0u, 0u), std::pair(UINT32_MAX, 0u)),
-                         [](const auto &row) { return "Of" + std::to_string(row.param.first); });
-
-TEST(DevTtyShow, CountersAlwaysTakeEightOctets) {
-    const User user(9981);
-    user.expect_shown("\r\n\rNumber of keys still to go:     ");
-    user.expect_counter("1000");
-    user.await_raw(1);
-    user.type("a");
-    user.expect_counter("1000");
-    user.await_raw(0);
-    uint32_t to_go = 10000;
-    stroke(user, "a", to_go);
+TEST(DevTty, CountsAndCondensesKeyStrokes) {
+    for (const auto &[length, strokes] : {std::pair(20u, 20u), {21u, 40u}, {1u, 20u}, {0u, 0u}, {UINT32_MAX, 0u}}) {
+        const auto [keys, log] = typed(strokes);
+        const Outcome outcome = collect(length, {.keys = keys});
+        EXPECT_EQ(outcome.prompt, prompt(strokes + 1));
+        EXPECT_EQ(outcome.log, head(strokes) + log + thanks + "<flush><restored><close>");
+        if (length > outcome.octets.size()) {
+            EXPECT_EQ(outcome.result, CSP_ERR_ENTROPY) << "the count of strokes has wrapped";
+            continue;
+        }
+        EXPECT_EQ(outcome.result, 0u);
+        EXPECT_EQ(outcome.octets, condensed(length) + Octets(64 - length));
+    }
 }
 
-TEST(DevTtyShow, KeysThatWereThereBeforeDoNotCount) {
-    termios attributes = busy_terminal();
-    attributes.c_iflag = 0;
-    const auto await_line = [] {
-        pollfd ready = {0, POLLIN, 0};
-        poll(&ready, 1, 20000);
+TEST(DevTty, GreatCountersLoseTheirLastDigits) {
+    const Outcome outcome = collect(9981, {.keys = {'a', 'b'}});
+    EXPECT_EQ(outcome.prompt, prompt(10001));
+    EXPECT_EQ(outcome.log, head(10000) + "<a>\b\b\b\b1000<flush><raw 0><b>\b\b\b\b9999<flush><restored><close>");
+}
+
+TEST(DevTty, Failures) {
+    const auto [keys, log] = typed(20);
+    const struct {
+        const char *what;
+        Terminal terminal;
+        std::string log;
+        unsigned allocation = 0;
+    } rows[] = {
+        {"no terminal", {.there = false}, ""},
+        {"first setting",
+         {.keys = keys, .attributes_to_fail = 1},
+         "<open>\n\rNumber of keys still to go:     " + counter(21) + "<flush><close>"},
+        {"second setting", {.keys = keys, .attributes_to_fail = 2}, head(20) + "<a>" + counter(20) + "<flush><close>"},
+        {"third setting", {.keys = keys, .attributes_to_fail = 3}, head(20) + log + thanks + "<flush><close>"},
+        {"gone before the first key", {}, head(20) + "<flush><restored><close>"},
+        {"gone behind it", {.keys = {'a'}}, head(20) + "<a>" + counter(20) + "<flush><raw 0><flush><restored><close>"},
+        {"no memory for strokes", {.keys = keys}, "", 1},
+        {"no memory for a digest", {.keys = keys}, head(20) + log + thanks + "<flush><restored><close>", 2},
     };
-    const User user(1, await_line, attributes);
-    user.type("old\n");
-    user.expect_shown("old\r\n\r\n\rNumber of keys still to go:     ");
-    user.expect_counter("  21");
-    user.await_raw(1);
-    user.expect_silence();
-}
-
-TEST(DevTtyFailures, NoTerminal) {
-    const User user(1, [] {
-        setsid();
-        // A session of its own takes a child that does not lead its group.
-        if (fork() != 0)
-            pause();
-        setsid();
-    });
-    user.expect_prompt("I need 21 characters");
-    EXPECT_EQ(user.outcome().result, CSP_ERR_ENTROPY);
-}
-
-TEST(DevTtyFailures, SettingOfAttributes) {
-    for (int n = 1; n <= 3; ++n) {
-        const User user(1, [n] { attributes_to_fail = n; });
-        uint32_t to_go = 20;
-        if (n == 2) {
-            user.await_raw(1);
-            user.type("a");
-        }
-        if (n == 3) {
-            start(user, to_go);
-            type_the_rest(user, to_go);
-            expect_thanks(user);
-        }
-        const Outcome outcome = user.outcome();
-        EXPECT_EQ(outcome.result, CSP_ERR_ENTROPY) << n;
-        EXPECT_EQ(outcome.restored, n == 1) << "the terminal stays as it stands";
-        EXPECT_EQ(to_hex(outcome.octets, 64), to_hex(Octets(64).data(), 64));
+    for (const auto &row : rows) {
+        const Outcome outcome = collect(1, row.terminal, row.allocation);
+        EXPECT_EQ(outcome.result, row.allocation != 0 ? CSP_ERR_MEMORY : CSP_ERR_ENTROPY) << row.what;
+        EXPECT_EQ(outcome.log, row.log) << row.what;
+        EXPECT_EQ(outcome.prompt, row.allocation == 1 ? "" : prompt(21)) << row.what;
+        EXPECT_EQ(outcome.octets, Octets(64)) << row.what;
     }
-}
-
-TEST(DevTtyFailures, TheTerminalGoesAway) {
-    for (const bool later : {false, true}) {
-        User user(1);
-        if (later)
-            start(user, 20);
-        else
-            user.await_raw(1);
-        user.hang_up();
-        EXPECT_EQ(user.outcome().result, CSP_ERR_ENTROPY);
-    }
-}
-
-TEST(DevTtyFailures, ShortMemory) {
-    const User none(1, [] { alloc_fault_arm(1, true); });
-    EXPECT_EQ(none.outcome().result, CSP_ERR_MEMORY);
-    const User no_digest(1, [] { alloc_fault_arm(2, true); });
-    uint32_t to_go = 20;
-    start(no_digest, to_go);
-    type_the_rest(no_digest, to_go);
-    expect_thanks(no_digest);
-    EXPECT_EQ(no_digest.outcome().result, CSP_ERR_MEMORY);
     EXPECT_EQ(CSP_RNG_get_dev_tty(nullptr), CSP_ERR_PARAM);
 }
 
 }  // namespace
 
-extern "C" {
-int __real_gettimeofday(timeval *now, void *zone);
-int __real_tcsetattr(int file, int when, const termios *attributes);
-int __wrap_gettimeofday(timeval *now, void *zone);
-int __wrap_tcsetattr(int file, int when, const termios *attributes);
-unsigned __wrap_sleep(unsigned seconds);
+// ---- the process's own terminal and clock, or the test's ------------------------------------------------------------
 
-int __wrap_gettimeofday(timeval *now, void *zone) {
-    if (!fake_clock)
-        return __real_gettimeofday(now, zone);
-    *now = time_of_call(clock_calls++);
+#define REPLACE(result, name, parameters, arguments, ...) \
+    extern "C" result __real_##name parameters;           \
+    extern "C" result __wrap_##name parameters;           \
+    extern "C" result __wrap_##name parameters {          \
+        if (terminal == nullptr)                          \
+            return __real_##name arguments;               \
+        __VA_ARGS__                                       \
+    }
+
+REPLACE(int, open, (const char *path, int flags), (path, flags), {
+    if (!terminal->there || std::string(path) != "/dev/tty" || (flags & O_ACCMODE) != O_RDWR)
+        return -1;
+    terminal->log += "<open>";
+    return file;
+})
+REPLACE(int, close, (int opened), (opened), {
+    terminal->log += opened == file ? "<close>" : "<close of another>";
     return 0;
-}
-
-int __wrap_tcsetattr(int file, int when, const termios *attributes) {
-    return attributes_to_fail != 0 && --attributes_to_fail == 0 ? -1 : __real_tcsetattr(file, when, attributes);
-}
-
-unsigned __wrap_sleep(unsigned seconds) {
-    slept += seconds;
+})
+REPLACE(ssize_t, write, (int to, const void *text, size_t length), (to, text, length), {
+    if (to != file)
+        return __real_write(to, text, length);
+    terminal->log.append(static_cast<const char *>(text), length);
+    return static_cast<ssize_t>(length);
+})
+REPLACE(ssize_t, read, (int from, void *buffer, size_t length), (from, buffer, length), {
+    const int key = terminal->keys.front();
+    errno = key == interrupted ? EINTR : EIO;
+    if (key == hung_up)
+        return 0;
+    terminal->keys.pop_front();
+    if (key >= nothing)
+        return key == nothing ? 0 : -1;
+    *static_cast<char *>(buffer) = static_cast<char>(key);
+    terminal->log += std::string("<") + static_cast<char>(key) + ">";
+    return from == file && length == 1 ? 1 : -1;
+})
+REPLACE(int, tcgetattr, (int of, termios *attributes), (of, attributes), {
+    *attributes = terminal->attributes;
+    return terminal->keys.front() == hung_up && terminal->keys.size() == 1 &&
+                   terminal->log.find("<raw") != std::string::npos
+               ? -1
+               : 0;
+})
+REPLACE(int, tcflush, (int of, int queue), (of, queue), {
+    terminal->log += queue == TCIFLUSH ? "<flush>" : "<flush of what is shown>";
     return 0;
-}
-}
+})
+REPLACE(int, tcsetattr, (int of, int when, const termios *attributes), (of, when, attributes), {
+    if (terminal->attributes_to_fail != 0 && --terminal->attributes_to_fail == 0)
+        return -1;
+    terminal->attributes = *attributes;
+    terminal->log += "<" + name_of(*attributes) + ">";
+    return when == TCSANOW ? 0 : -1;
+})
+REPLACE(int, gettimeofday, (timeval * now, void *zone), (now, zone), {
+    *now = time_of_call(terminal->clock_calls++);
+    return 0;
+})
+REPLACE(unsigned, sleep, (unsigned seconds), (seconds), {
+    terminal->log += "<sleep " + std::to_string(seconds) + ">";
+    return 0;
+})

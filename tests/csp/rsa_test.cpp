@@ -1,4 +1,5 @@
-// RSA: blocks, both directions beside OpenSSL, and the forms of a private key.
+// RSA: blocks, both directions beside OpenSSL, the forms of a private key, and keys that are made: sound, of the stated
+// sizes, with their many outputs.
 #include "csp/rsa.h"
 
 #include <gtest/gtest.h>
@@ -9,49 +10,43 @@
 
 namespace {
 
-using namespace key_test;
+using namespace zelmo_test;
 
-struct Scheme {
+const struct {
     int32_t alg;
-    const char *md;      ///< OpenSSL's name, or null when it has none.
-    const char *prefix;  ///< Of the DigestInfo (RFC 8017, section 9.2, notes), where OpenSSL has to be told.
+    const char *md;
+    const char *prefix;  ///< Of the DigestInfo (RFC 8017, section 9.2, notes; for RIPEMD-160 as in ISO/IEC 10118-3).
+} schemes[] = {
+    {CSP_SIG_RSA_RAW, "", ""},
+    {CSP_SIG_RSA_MD2, "MD2", "3020300c06082a864886f70d020205000410"},
+    {CSP_SIG_RSA_MD5, "MD5", "3020300c06082a864886f70d020505000410"},
+    {CSP_SIG_RSA_SHA1, "SHA1", "3021300906052b0e03021a05000414"},
+    {CSP_SIG_RSA_RIPEMD160, "RIPEMD160", "3021300906052b2403020105000414"},
 };
-
-const Scheme schemes[] = {
-    {CSP_SIG_RSA_RAW, nullptr, ""},
-    {CSP_SIG_RSA_MD2, nullptr, "3020300c06082a864886f70d020205000410"},
-    {CSP_SIG_RSA_MD5, "MD5", ""},
-    {CSP_SIG_RSA_SHA1, "SHA1", ""},
-    {CSP_SIG_RSA_RIPEMD160, "RIPEMD160", ""},
-};
-
-/// What OpenSSL is to sign: the content of the block where it does not hash itself.
-Octets for_openssl(const Scheme &scheme, const Octets &text) {
-    return scheme.alg == CSP_SIG_RSA_MD2 ? hex(scheme.prefix) + digest_of("MD2", text) : text;
-}
 
 TEST(RsaSignature, IsOneForOpenSslAndTheReverse) {
-    zelmo_test::Seeded random;
+    Seeded random;
     for (const RsaTestKey &key : rsa_keys()) {
         const PKey openssl = openssl_private(key.private_der);
-        for (const Scheme &scheme : schemes) {
-            const Octets text = random.octets(random.below(scheme.alg == CSP_SIG_RSA_RAW ? 50 : 300));
+        for (const auto &scheme : schemes) {
+            const bool raw = scheme.alg == CSP_SIG_RSA_RAW;
+            const Octets text = random.octets(random.below(raw ? 50 : 300));
             Result signature;
             ASSERT_EQ(CSP_RSA_sign(nullptr, scheme.alg, Value(key.private_der), Value(text), signature.place()), 0u);
-            const Octets theirs = openssl_sign(openssl.get(), scheme.md, for_openssl(scheme, text));
+            const Octets theirs =
+                openssl_sign(openssl.get(), raw ? text : hex(scheme.prefix) + digest_of(scheme.md, text));
             // The padding leaves no choice, so both are even the same.
             EXPECT_EQ(signature.octets(), theirs) << key.bits << " " << scheme.alg;
-            EXPECT_EQ(CSP_verify(nullptr, scheme.alg, Value(key.public_der), nullptr, Value(text), Value(theirs)), 0u);
-            EXPECT_EQ(CSP_RSA_verify(nullptr, scheme.alg, Value(key.n), Value(key.e), Value(text), Value(theirs)), 0u);
-            EXPECT_NE(
-                CSP_verify(nullptr, scheme.alg, Value(key.public_der), nullptr, Value(text + Octets{0}), Value(theirs)),
-                0u);
+            const Value n(key.n), e(key.e), spki(key.public_der), given(theirs);
+            EXPECT_EQ(CSP_verify(nullptr, scheme.alg, spki, nullptr, Value(text), given), 0u);
+            EXPECT_EQ(CSP_RSA_verify(nullptr, scheme.alg, n, e, Value(text), given), 0u);
+            EXPECT_NE(CSP_verify(nullptr, scheme.alg, spki, nullptr, Value(text + Octets{0}), given), 0u);
         }
     }
 }
 
 TEST(RsaEncryption, IsReadByOpenSslAndTheReverse) {
-    zelmo_test::Seeded random;
+    Seeded random;
     Context context;
     for (const RsaTestKey &key : rsa_keys()) {
         if (key.bits > 2048)
@@ -72,7 +67,7 @@ TEST(RsaEncryption, IsReadByOpenSslAndTheReverse) {
 }
 
 TEST(RsaRaw, IsTheBarePower) {
-    zelmo_test::Seeded random;
+    Seeded random;
     const RsaTestKey &key = rsa_key(1023);
     for (const size_t length : {0u, 1u, 127u, 128u}) {
         Octets number = random.octets(length);
@@ -229,7 +224,7 @@ TEST(RsaKeys, MayHaveTheirPrimesTheOtherWayRound) {
     const OwnedRsaKey key(RSA_key_generation(context, 640, e.data(), 8, 128));
     ASSERT_NE(key, nullptr);
     const uint32_t size = RsaKey_get_size(key.get());
-    const Value input(zelmo_test::Seeded(1).octets(size));
+    const Value input(Seeded(1).octets(size));
     const auto power = [&] {
         Octets room(size);
         Bytestring out = {size, room.data()};
@@ -244,6 +239,138 @@ TEST(RsaKeys, MayHaveTheirPrimesTheOtherWayRound) {
     ASSERT_EQ(aa_gcd2(key->q, key->p, gcd, inverse), 0);
     aa_free(std::exchange(key->iqmp, csp::copy_of(inverse).release()));
     EXPECT_EQ(power(), plain);
+}
+
+// ---- key generation ------------------------------------------------------------------------------------------------
+
+uint32_t bits_of(const aauint *number) {
+    return static_cast<uint32_t>(aa_lb(number) + 1);
+}
+
+TEST(RsaKeyGeneration, MakesKeysThatOpenSslHoldsForSound) {
+    Context context;
+    const struct {
+        uint32_t bits;
+        Octets exponent;
+        uint32_t skew, p_bits, q_bits;
+    } rows[] = {
+        {512, {3}, 0, 256, 256},
+        {512, hex("0000000011"), 1, 256, 256},
+        {511, hex("010001"), 0, 256, 255},
+        {513, hex("010001"), 0, 257, 256},
+        {520, hex("010001"), 0, 260, 260},
+        {640, {3}, 64, 352, 256},
+        {544, hex("010001"), 33, 288, 240},
+        {1024, hex("C000000000000000000000000000000000000000000000000000000000000001"), 0, 512, 512},
+    };
+    for (const auto &row : rows) {
+        Bytestring *exponent = Bytestring_new(static_cast<uint32_t>(row.exponent.size()), row.exponent.data());
+        const OwnedBytestring owned(exponent);
+        Result modulus, key;
+        ASSERT_EQ(CSP_RSA_key_generation(context, row.bits, 8200, row.skew, modulus.place(), &exponent, key.place()),
+                  0u);
+        EXPECT_EQ(exponent, owned.get());
+        EXPECT_TRUE(openssl_accepts(key.octets())) << row.bits;
+        const OwnedRsaKey read(asn1_private_key_to_rsa(Value(key.octets())));
+        ASSERT_NE(read, nullptr);
+        EXPECT_EQ(read->version, 0u);
+        EXPECT_EQ(bits_of(read->p), row.p_bits) << row.bits;
+        EXPECT_EQ(bits_of(read->q), row.q_bits) << row.bits;
+        EXPECT_EQ(aa_comp(read->p, read->q), -1) << "p is the greater";
+        EXPECT_LE(row.p_bits + row.q_bits - bits_of(read->n), 1u);
+        if (row.skew == 0 && row.bits % 16 == 0) {
+            EXPECT_EQ(bits_of(read->n), row.bits);
+        }
+        EXPECT_EQ(modulus.octets(), octets_of(OwnedBytestring(csp::octets_of(read->n)).get()));
+    }
+}
+
+TEST(RsaKeyGeneration, HasADefaultExponent) {
+    Context context;
+    for (const bool wanted : {false, true}) {
+        Bytestring *exponent = nullptr;
+        Result key;
+        ASSERT_EQ(CSP_RSA_key_generation(context, 128, 0, 0, nullptr, wanted ? &exponent : nullptr, key.place()), 0u);
+        const OwnedBytestring owned(exponent);
+        EXPECT_EQ(exponent != nullptr, wanted);
+        if (wanted) {
+            EXPECT_EQ(to_hex(exponent->data, exponent->len), "010001");
+        }
+        EXPECT_TRUE(openssl_accepts(key.octets()));
+    }
+}
+
+// A number of 9 bits ends at the end of its octets, but is read from their start: 01 FF gives 3, which doubling with
+// ones brings to 511, and 521 is the next prime. Of whole octets nothing is lost, but FF lies below the first prime.
+TEST(RsaKeyGeneration, ReadsWhatWasDrawnFromItsStart) {
+    const ChosenRandom random(hex("01FF FF"));
+    const Octets e = hex("010001");
+    const OwnedRsaKey key(RSA_key_generation(nullptr, 17, e.data(), 24, 0));
+    ASSERT_NE(key, nullptr);
+    EXPECT_EQ(key->p[1], 521u);
+    EXPECT_EQ(key->q[1], 307u);
+    EXPECT_EQ(key->n[1], 521u * 307u);
+}
+
+TEST(RsaKeyGeneration, TakesAnotherPrimeForTheSecond) {
+    // The same octets again would give the first prime once more.
+    const Octets drawn = Octets{0xC1} + Octets(7, 0x5B), other = Octets{0xD1} + Octets(7, 0xA5);
+    const ChosenRandom random(drawn + drawn + other);
+    const Octets e = hex("010001");
+    const OwnedRsaKey key(RSA_key_generation(nullptr, 128, e.data(), 24, 0));
+    ASSERT_NE(key, nullptr);
+    EXPECT_EQ(random.left(), 0u);
+    // The second was the greater one, and has become p.
+    EXPECT_EQ(key->p[2] >> 24, 0xD1u);
+    EXPECT_EQ(key->q[2] >> 24, 0xC1u);
+}
+
+TEST(RsaKeyGeneration, CallsEveryFailureTheSame) {
+    Context context;
+    const struct {
+        const char *what;
+        uint32_t bits, limit, skew;
+        size_t random, exponent;
+        uint32_t code;
+    } rows[] = {
+        {"too many bits", 8201, 0, 0, 9999, 3, CSP_ERR_PARAM},
+        {"too great a limit", 512, 8201, 0, 9999, 3, CSP_ERR_PARAM},
+        {"nothing random", 512, 512, 0, 0, 3, CSP_ERR_MEMORY},
+        {"random octets for one prime", 512, 512, 0, 32, 3, CSP_ERR_MEMORY},
+        {"nothing left for the second prime", 512, 512, 258, 9999, 3, CSP_ERR_MEMORY},
+        {"a skew beyond all bounds", 512, 512, UINT32_MAX, 9999, 3, CSP_ERR_MEMORY},
+        {"an exponent of 1026 octets", 512, 512, 0, 9999, 1026, CSP_ERR_MEMORY},
+    };
+    for (const auto &row : rows) {
+        const ChosenRandom random(Octets(row.random, 0xDB));
+        const OwnedBytestring chosen(Bytestring_clone(Value(Octets(row.exponent, 0x03))));
+        for (Bytestring *exponent : {chosen.get(), static_cast<Bytestring *>(nullptr)}) {
+            if (exponent == nullptr && row.exponent != 3)
+                continue;
+            Bytestring *const before = exponent;
+            Result modulus, key;
+            EXPECT_EQ(
+                CSP_RSA_key_generation(context, row.bits, row.limit, row.skew, modulus.place(), &exponent, key.place()),
+                row.code)
+                << row.what;
+            // The caller's exponent stays the caller's. A limit is tested before anything is cleared.
+            EXPECT_EQ(exponent, before);
+            EXPECT_EQ(key.is_null(), row.code == CSP_ERR_MEMORY);
+            EXPECT_EQ(modulus.is_null(), row.code == CSP_ERR_MEMORY);
+        }
+    }
+}
+
+TEST(RsaKeyGeneration, IsTracedWithoutThePrivateKey) {
+    const ChosenRandom random(Octets{0xC1} + Octets(7, 0x5B) + Octets{0xD1} + Octets(7, 0xA5));
+    const Trace trace;
+    Result modulus, key;
+    Bytestring *exponent = nullptr;
+    Trace::take();
+    ASSERT_EQ(CSP_RSA_key_generation(nullptr, 128, 0, 0, modulus.place(), &exponent, key.place()), 0u);
+    Bytestring_free(exponent);
+    EXPECT_EQ(Trace::take(), (Lines{"32 RSA modulus", "32 =" + to_hex(modulus.octets().data(), 16),
+                                    "32 RSA public exponent", "32 =010001"}));
 }
 
 }  // namespace

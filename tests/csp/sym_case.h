@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "csp/csp.h"
-#include "support/octets.h"
+#include "csp/csp_support.h"
 
 namespace zelmo_test {
 
@@ -40,17 +39,11 @@ constexpr SymCase sym_cases[] = {
 /// Nothing of it is used by the ciphers.
 inline CspContext context = {nullptr, PTHREAD_MUTEX_INITIALIZER};
 
-/// A byte string over octets that stay where they are.
-inline Bytestring view(const Octets &octets) {
-    return {static_cast<uint32_t>(octets.size()), const_cast<uint8_t *>(octets.data())};
-}
-
 class Session {
   public:
     /// An empty initial value is handed over as none.
     Session(uint32_t alg, const Octets &key, const Octets &iv) {
-        const Bytestring given = view(key);
-        const Bytestring initial = view(iv);
+        const Bytestring given = view(key), initial = view(iv);
         SymCipherSession *made = nullptr;
         EXPECT_EQ(CSP_sym_init(&context, alg, &given, iv.empty() ? nullptr : &initial, &made), 0u);
         session_.reset(made);
