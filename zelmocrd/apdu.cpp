@@ -15,9 +15,9 @@ void appendLength(Bytes &out, uint32_t length, bool extended) {
 
 }  // namespace
 
-Bytes encode(const Command &command, bool extendedLength) {
+Bytes encode(const Command &command, CommandForms forms) {
     const bool extended = command.data.size() > shortDataMax || command.ne > shortAnswerMax;
-    require(!extended || extendedLength);
+    require(!extended || forms.extendedLength);
     require(command.data.size() <= extendedMax && command.ne <= extendedAnswerMax);
     Bytes out;
     out.reserve(command.data.size() + 9);
@@ -28,8 +28,13 @@ Bytes encode(const Command &command, bool extendedLength) {
         appendLength(out, static_cast<uint32_t>(command.data.size()), extended);
         out.insert(out.end(), command.data.begin(), command.data.end());
     }
-    if (command.ne != 0)
+    if (forms.byCharacters) {
+        // The fifth octet is always there.
+        if (command.data.empty())
+            appendLength(out, command.ne, false);
+    } else if (command.ne != 0) {
         appendLength(out, command.ne, extended);
+    }
     return out;
 }
 

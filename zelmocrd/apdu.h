@@ -37,9 +37,15 @@ struct Answer {
     }
 };
 
-/// The octets of a command: short form where its lengths allow, else extended form when the card takes it. Throws
+/// The forms of commands that can be sent.
+struct CommandForms {
+    bool extendedLength = false;
+    bool byCharacters = false;  ///< T=0: data goes one way, so that a command with data says nothing of its answer.
+};
+
+/// The octets of a command: short form where its lengths allow, else extended form where it can be sent. Throws
 /// ServiceError for lengths that cannot be sent.
-Bytes encode(const Command &command, bool extendedLength);
+Bytes encode(const Command &command, CommandForms forms);
 
 /// 9000 gives 0; 62xx and 63xx are warnings, 63Cx among them without its count; all else is an error.
 uint32_t statusCode(uint16_t sw);

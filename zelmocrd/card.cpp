@@ -73,7 +73,7 @@ void Card::reportStop(uint32_t offset) {
 // of a file although P2 of SELECT says not to.
 Answer Card::exchange(const Command &command) {
     using Clock = std::chrono::steady_clock;
-    const Wiped octets(encode(command, abilities_.extendedLength));
+    const Wiped octets(encode(command, {extendedLength(), transport_->byCharacters()}));
     const Clock::time_point start = Clock::now();
     const auto elapsed = [start] { return std::chrono::duration<double, std::milli>(Clock::now() - start).count(); };
     Bytes received;

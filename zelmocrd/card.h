@@ -34,7 +34,11 @@ class Card {
     }
     /// The greatest Ne of a command to this card.
     uint32_t answerMax() const {
-        return abilities_.extendedLength ? extendedAnswerMax : shortAnswerMax;
+        return extendedLength() ? extendedAnswerMax : shortAnswerMax;
+    }
+    /// Whether the card, and the way to it, take commands of extended length.
+    bool extendedLength() const {
+        return abilities_.extendedLength && transport_->takesExtendedLength();
     }
 
     /// Tells the trace where a script has stopped.

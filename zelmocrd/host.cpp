@@ -2,6 +2,7 @@
 #include <string>
 
 #include "zelmocrd/boundary.h"
+#include "zelmocrd/readers.h"
 
 namespace {
 
@@ -15,8 +16,18 @@ using namespace zelmocrd;
 uint32_t zelmocrd_ListReaders(zelmocrd_ReaderCallback callback, void *context) {
     return guarded([&] {
         require(callback != nullptr);
-        for (const std::string &name : readerNames())
+        const Readers readers = listReaders();
+        for (const std::string &name : readers.names)
             callback(name.c_str(), context);
+        return readers.names.empty() ? readers.serviceResult : code::ok;
+    });
+}
+
+uint32_t zelmocrd_HasCard(const char *readerName, uint32_t *present) {
+    return guarded([&] {
+        require(readerName != nullptr && present != nullptr);
+        *present = 0;
+        *present = hasCard(readerName) ? 1 : 0;
         return code::ok;
     });
 }
@@ -24,10 +35,10 @@ uint32_t zelmocrd_ListReaders(zelmocrd_ReaderCallback callback, void *context) {
 uint32_t zelmocrd_OpenCard(const char *readerName, uint32_t flags, CardHandle *card) {
     return guarded([&] {
         openError.clear();
-        require(readerName != nullptr && flags == 0 && card != nullptr);
+        require(readerName != nullptr && flags <= ZELMOCRD_EXCLUSIVE && card != nullptr);
         *card = 0;
         try {
-            *card = addCard(std::make_shared<Card>(openTransport(readerName)));
+            *card = addCard(std::make_shared<Card>(openTransport(readerName, flags == ZELMOCRD_EXCLUSIVE)));
         } catch (const ServiceError &error) {
             openError = error.what();
             throw;

@@ -21,6 +21,14 @@ std::optional<uint8_t> triesLeft(uint16_t sw) {
     return sw == blocked ? std::optional<uint8_t>(0) : std::nullopt;
 }
 
+// The result of a command by which something may have been proven.
+uint32_t proofResult(Card &card, uint16_t sw) {
+    const uint32_t result = statusCode(sw);
+    if (result == code::ok)
+        card.transport().resetAtClosing();
+    return result;
+}
+
 uint32_t verify(Card &card, uint8_t reference, Octets pin, uint8_t *retries) {
     // Without data the command would only ask, and its success say nothing about the PIN.
     require(!pin.empty());
@@ -28,7 +36,7 @@ uint32_t verify(Card &card, uint8_t reference, Octets pin, uint8_t *retries) {
     const std::optional<uint8_t> left = triesLeft(answer.sw);
     if (left && retries != nullptr)
         *retries = *left;
-    return statusCode(answer.sw);
+    return proofResult(card, answer.sw);
 }
 
 uint32_t queryRetries(Card &card, uint8_t reference, uint8_t *retries) {
@@ -51,7 +59,7 @@ uint32_t sendPair(Card &card, uint8_t ins, uint8_t p1, uint8_t reference, Octets
     data.insert(data.end(), first.begin(), first.end());
     data.insert(data.end(), second.begin(), second.end());
     const Wiped pair(std::move(data));
-    return statusCode(card.run({.ins = ins, .p1 = p1, .p2 = reference, .data = pair.span()}).sw);
+    return proofResult(card, card.run({.ins = ins, .p1 = p1, .p2 = reference, .data = pair.span()}).sw);
 }
 
 uint32_t changeReferenceData(Card &card, uint32_t mode, uint8_t reference, Octets oldData, Octets newData) {
@@ -77,7 +85,7 @@ uint32_t changeKeyData(Card &card, uint8_t reference, Octets key) {
 uint32_t externalAuthenticate(Card &card, uint8_t reference, Octets answer) {
     // As with VERIFY, the command without data would only ask.
     require(!answer.empty());
-    return statusCode(card.run({.ins = 0x82, .p2 = reference, .data = answer}).sw);
+    return proofResult(card, card.run({.ins = 0x82, .p2 = reference, .data = answer}).sw);
 }
 
 uint32_t resetSecurityStatus(Card &card, uint32_t mode) {

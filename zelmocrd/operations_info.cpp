@@ -46,7 +46,7 @@ CardInfo cardInfo(Card &card) {
     card.model = info.model;
     info.atrLength = copyInto(info.atr, card.atr());
     info.serialLength = copyInto(info.serial, findTlv(objects, tagSerial).value_or(Octets()));
-    info.extendedLength = card.abilities().extendedLength ? 1 : 0;
+    info.extendedLength = card.extendedLength() ? 1 : 0;
     info.chaining = card.abilities().chaining ? 1 : 0;
     info.lifeCycle = numberIn(objects, tagLifeCycle);
     return info;

@@ -27,14 +27,18 @@ class Transport {
     virtual void reset() = 0;
     virtual void beginTransaction() = 0;
     virtual void endTransaction() = 0;
+
+    /// Whether the card is spoken to by the protocol T=0, which carries data one way in a command.
+    virtual bool byCharacters() const {
+        return false;
+    }
+    /// Whether what lies between here and the card takes commands of extended length.
+    virtual bool takesExtendedLength() const {
+        return true;
+    }
+    /// Something has been proven to the card, which must not be left behind for others.
+    virtual void resetAtClosing() {}
 };
-
-/// Opens the card that `readerName` stands for. Throws ServiceError, with a text where there is more to say than its
-/// code does.
-std::unique_ptr<Transport> openTransport(const std::string &readerName);
-
-/// The names of the readers there are, in order.
-std::vector<std::string> readerNames();
 
 }  // namespace zelmocrd
 

@@ -69,9 +69,12 @@ class VirtualTransport : public Transport {
 
 }  // namespace
 
-std::unique_ptr<Transport> openVirtualCard(const std::string &file) {
+std::unique_ptr<Transport> openVirtualCard(const std::string &file, bool exclusive) {
     try {
-        return std::make_unique<VirtualTransport>(virtualcard::VirtualCard::load(file));
+        auto transport = std::make_unique<VirtualTransport>(virtualcard::VirtualCard::load(file));
+        if (exclusive)
+            transport->beginTransaction();
+        return transport;
     } catch (const virtualcard::ImageError &error) {
         std::error_code ignored;
         throw ServiceError(std::filesystem::exists(file, ignored) ? code::unknownCard : code::unknownReader,

@@ -6,8 +6,8 @@
 
 namespace zelmocrd {
 
-/// Opens the virtual card that is kept in the image `file`.
-std::unique_ptr<Transport> openVirtualCard(const std::string &file);
+/// Opens the virtual card that is kept in the image `file`, for itself alone if `exclusive`.
+std::unique_ptr<Transport> openVirtualCard(const std::string &file, bool exclusive);
 
 }  // namespace zelmocrd
 

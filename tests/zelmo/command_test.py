@@ -53,7 +53,9 @@ class CommandLine(ZelmoCase):
         self.assertIn("Zelmop demo eID", self.zelmo("list", env=cards)[0], "the only reader needs no name")
         self.new_card("eid", "a.card")
         self.assertEqual(self.zelmo("readers", env=cards)[0].count("\n"), 2)
-        self.assertIn("there are 2 readers", self.zelmo("list", env=cards, code=2)[1])
+        err = self.zelmo("list", env=cards, code=2)[1]
+        for name in "a", "b":
+            self.assertIn(f"virtual:{self.folder}/{name}.card", err)
 
     def test_options_may_follow_the_command(self):
         card = self.new_card("eid")

@@ -28,13 +28,20 @@ class ZelmoCase(unittest.TestCase):
     def environment(self, env=None):
         hidden = ("ZELMOCRD_CARDS", "NO_COLOR", "DISPLAY", "WAYLAND_DISPLAY", "LANG", "LC_ALL", "LC_MESSAGES")
         base = {k: v for k, v in os.environ.items() if k not in hidden}
-        # No dialog but the one that a test plays.
-        return {**base, "ZELMODLG_PINENTRY": str(self.folder / "no-pinentry"), **(env or {})}
+        # No dialog but the one that a test plays, and no reader of this machine's.
+        return {**base, "PCSCLITE_CSOCK_NAME": str(self.folder / "no-pcscd"),
+                "ZELMODLG_PINENTRY": str(self.folder / "no-pinentry"), **(env or {})}
 
-    def zelmo(self, *arguments, code=0, env=None, stdout=subprocess.PIPE, pins=None, program=ZELMO, raw=False,
-              stdin=subprocess.DEVNULL, fds=()):
-        """Runs the command and returns (stdout, stderr); the exit code must be `code`. `pins` are lines, or octets as
-        they stand, for it to read with --pin-fd; `fds` are descriptors that it may use."""
+    def zelmo(self, *arguments, code=0, **how):
+        """Runs the command and returns (stdout, stderr); the exit code must be `code`."""
+        got, out, err = self.run_zelmo(*arguments, **how)
+        self.assertEqual(got, code, f"{arguments}\n{out}\n{err}")
+        return out, err
+
+    def run_zelmo(self, *arguments, env=None, stdout=subprocess.PIPE, pins=None, program=ZELMO, raw=False,
+                  stdin=subprocess.DEVNULL, fds=()):
+        """Runs the command and returns (exit code, stdout, stderr). `pins` are lines, or octets as they stand, for it
+        to read with --pin-fd; `fds` are descriptors that it may use."""
         descriptors = tuple(fds)
         if pins is not None:
             reader, writer = os.pipe()
@@ -49,8 +56,7 @@ class ZelmoCase(unittest.TestCase):
         out = done.stdout or b""
         out = out if raw else out.decode()
         err = done.stderr.decode()
-        self.assertEqual(done.returncode, code, f"{arguments}\n{out}\n{err}")
-        return out, err
+        return done.returncode, out, err
 
     def new_card(self, profile, name=None):
         file = self.folder / (name or f"{profile}.card")

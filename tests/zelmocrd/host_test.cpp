@@ -15,11 +15,17 @@ namespace fs = std::filesystem;
 
 constexpr uint32_t invalidHandle = 0x80100003;
 constexpr uint32_t invalidParameter = 0x80100004;
+constexpr uint32_t noService = 0x8010001D;
 
 class Directory : public testing::Test {
   protected:
+    // The readers of this machine are not looked at.
+    void SetUp() override {
+        setenv("PCSCLITE_CSOCK_NAME", (path / "no-service").c_str(), 1);
+    }
     void TearDown() override {
         unsetenv("ZELMOCRD_CARDS");
+        unsetenv("PCSCLITE_CSOCK_NAME");
     }
     std::string write(const std::string &name, const std::string &text) const {
         const fs::path file = path / name;
@@ -42,7 +48,7 @@ std::vector<std::string> listReaders(uint32_t expected = 0) {
 }
 
 TEST_F(Directory, ReadersAreItsImages) {
-    EXPECT_TRUE(listReaders().empty());
+    EXPECT_TRUE(listReaders(noService).empty());
     write("b.card", "");
     write("a.card", "");
     write("c.txt", "");
@@ -52,14 +58,13 @@ TEST_F(Directory, ReadersAreItsImages) {
     setenv("ZELMOCRD_CARDS", (path / "none").c_str(), 1);
     listReaders(0x8010002E);
     setenv("ZELMOCRD_CARDS", "", 1);
-    EXPECT_TRUE(listReaders().empty());
+    EXPECT_TRUE(listReaders(noService).empty());
     EXPECT_EQ(zelmocrd_ListReaders(nullptr, nullptr), invalidParameter);
 }
 
 TEST_F(Directory, OpeningSaysWhatIsWrong) {
     CardHandle card = 7;
-    EXPECT_EQ(zelmocrd_OpenCard("Some Reader 00 00", 0, &card), 0x80100009u);
-    EXPECT_STREQ(zelmocrd_OpenErrorText(), "Some Reader 00 00: there is no such reader");
+    EXPECT_EQ(zelmocrd_OpenCard("Some Reader 00 00", 0, &card), noService);
     EXPECT_EQ(card, 0u);
     const std::string missing = (path / "none.card").string();
     EXPECT_EQ(zelmocrd_OpenCard(("virtual:" + missing).c_str(), 0, &card), 0x80100009u);
@@ -67,10 +72,46 @@ TEST_F(Directory, OpeningSaysWhatIsWrong) {
     EXPECT_EQ(zelmocrd_OpenCard(write("bad.card", "{}").c_str(), 0, &card), 0x8010000Du);
     EXPECT_THAT(zelmocrd_OpenErrorText(), testing::EndsWith("bad.card: $: member \"format\" is missing"));
     const std::string good = write("good.card", emptyCard);
-    EXPECT_EQ(zelmocrd_OpenCard(good.c_str(), 1, &card), invalidParameter);
+    EXPECT_EQ(zelmocrd_OpenCard(good.c_str(), 2, &card), invalidParameter);
     EXPECT_STREQ(zelmocrd_OpenErrorText(), "");
     EXPECT_EQ(zelmocrd_OpenCard(nullptr, 0, &card), invalidParameter);
     EXPECT_EQ(zelmocrd_OpenCard(good.c_str(), 0, nullptr), invalidParameter);
+}
+
+TEST_F(Directory, NamesAreChosenFrom) {
+    write("one.card", emptyCard);
+    write("two.card", emptyCard);
+    setenv("ZELMOCRD_CARDS", path.c_str(), 1);
+    CardHandle card = 0;
+    uint32_t present = 7;
+    for (const char *number : {"0", "1"}) {
+        EXPECT_EQ(zelmocrd_OpenCard(number, 0, &card), 0u) << number;
+        EXPECT_EQ(zelmocrd_CloseCard(card), 0u);
+        EXPECT_EQ(zelmocrd_HasCard(number, &present), 0u);
+        EXPECT_EQ(present, 1u);
+    }
+    EXPECT_EQ(zelmocrd_HasCard("virtual:none.card", &present), 0u);
+    EXPECT_EQ(present, 0u);
+    for (const char *none : {"2", "-1", "1 ", "", "virtua"}) {
+        EXPECT_EQ(zelmocrd_OpenCard(none, 0, &card), 0x80100009u) << none;
+        EXPECT_EQ(zelmocrd_HasCard(none, &present), 0x80100009u) << none;
+    }
+    EXPECT_STREQ(zelmocrd_OpenErrorText(), "virtua: more than one reader's name begins like this");
+    EXPECT_EQ(zelmocrd_HasCard("0", nullptr), invalidParameter);
+}
+
+TEST_F(Directory, OneOpeningMayKeepAllOthersAway) {
+    const std::string name = write("a.card", emptyCard);
+    CardHandle card = 0;
+    CardHandle other = 0;
+    ASSERT_EQ(zelmocrd_OpenCard(name.c_str(), ZELMOCRD_EXCLUSIVE, &card), 0u);
+    ASSERT_EQ(zelmocrd_OpenCard(name.c_str(), 0, &other), 0u);
+    EXPECT_EQ(scardcmd_SelectFile(other, 0, nullptr, 0, nullptr), 0x8010000Bu);
+    CardHandle third = 0;
+    EXPECT_EQ(zelmocrd_OpenCard(name.c_str(), ZELMOCRD_EXCLUSIVE, &third), 0x8010000Bu);
+    EXPECT_EQ(zelmocrd_CloseCard(card), 0u);
+    EXPECT_EQ(scardcmd_SelectFile(other, 0, nullptr, 0, nullptr), 0u);
+    EXPECT_EQ(zelmocrd_CloseCard(other), 0u);
 }
 
 TEST_F(Directory, HandlesServeManyThreads) {

@@ -50,6 +50,34 @@ TEST(Protocol, IsFollowedWithinBounds) {
     }
 }
 
+TEST(Protocol, LineBoundsTheFormOfCommands) {
+    struct Way {
+        Line line;
+        std::string select, read, query;
+    };
+    // By characters there is a fifth octet in any case, and no sixth behind data.
+    const Way ways[] = {
+        {Line::any, "00 A4 00 04 02 4F 01 00 > 62 00 90 00", "00 B0 00 00 00 01 2C > 01 90 00", "00 20 00 81 > 63 C3"},
+        {Line::shortOnly, "00 A4 00 04 02 4F 01 00 > 62 00 90 00", "00 B0 00 00 00 > 01 62 82", "00 20 00 81 > 63 C3"},
+        {Line::characters, "00 A4 00 04 02 4F 01 > 61 02 | 00 C0 00 00 02 > 62 00 90 00",
+         "00 B0 00 00 00 > 6C 01 | 00 B0 00 00 01 > 01 62 82", "00 20 00 81 00 > 63 C3"},
+    };
+    for (const Way &way : ways) {
+        std::string end = way.line == Line::any ? " | 00 B0 00 01 00 01 2B > 62 82" : "";
+        const ScriptedCard card(way.select + " | " + way.read + end + " | " + way.query, extendedAtr, way.line);
+        const uint8_t fid[] = {0x4F, 0x01};
+        FileInfo info;
+        EXPECT_EQ(scardcmd_SelectFile(card, 0, fid, sizeof fid, &info), 0u);
+        uint8_t buffer[300];
+        uint32_t length = sizeof buffer;
+        EXPECT_EQ(scard_ReadEFBinary(card, nullptr, 0, buffer, &length, 0), 0u);
+        EXPECT_EQ(length, 1u);
+        uint8_t tries = 0;
+        EXPECT_EQ(scardcmd_QueryRetryCounter(card, 0x81, &tries, 0), 0u);
+        EXPECT_EQ(tries, 3u);
+    }
+}
+
 TEST(Protocol, UnwantedFileInformationIsLetThrough) {
     const ScriptedCard card("00 A4 00 0C > 6F 02 84 00 90 00 | 00 A4 00 0C > " + repeated("00", 257) + "90 00");
     EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);

@@ -14,9 +14,13 @@
 
 using Script = std::vector<Exchange>;
 
+/// What lies between the service and the card.
+enum class Line { any, shortOnly, characters };
+
 class ScriptedTransport : public zelmocrd::Transport {
   public:
-    ScriptedTransport(Script script, std::string atr) : script_(std::move(script)), atr_(std::move(atr)) {}
+    ScriptedTransport(Script script, std::string atr, Line line)
+        : script_(std::move(script)), atr_(std::move(atr)), line_(line) {}
     ~ScriptedTransport() override {
         EXPECT_EQ(next_, script_.size()) << "commands were expected that did not come";
     }
@@ -38,10 +42,17 @@ class ScriptedTransport : public zelmocrd::Transport {
     void reset() override {}
     void beginTransaction() override {}
     void endTransaction() override {}
+    bool byCharacters() const override {
+        return line_ == Line::characters;
+    }
+    bool takesExtendedLength() const override {
+        return line_ == Line::any;
+    }
 
   private:
     Script script_;
     std::string atr_;
+    Line line_;
     size_t next_ = 0;
 };
 
@@ -51,11 +62,11 @@ inline const std::string extendedAtr = "3B 85 80 01 80 73 F7 21 40 61";
 /// An open scripted card, closed at the end of its life; everything in its script must have been sent by then.
 class ScriptedCard {
   public:
-    explicit ScriptedCard(Script script, const std::string &atr = shortAtr)
+    explicit ScriptedCard(Script script, const std::string &atr = shortAtr, Line line = Line::any)
         : handle_(zelmocrd::addCard(
-              std::make_shared<zelmocrd::Card>(std::make_unique<ScriptedTransport>(std::move(script), atr)))) {}
-    explicit ScriptedCard(const std::string &script, const std::string &atr = shortAtr)
-        : ScriptedCard(parseExchanges(script), atr) {}
+              std::make_shared<zelmocrd::Card>(std::make_unique<ScriptedTransport>(std::move(script), atr, line)))) {}
+    explicit ScriptedCard(const std::string &script, const std::string &atr = shortAtr, Line line = Line::any)
+        : ScriptedCard(parseExchanges(script), atr, line) {}
     ScriptedCard(const ScriptedCard &) = delete;
     ScriptedCard &operator=(const ScriptedCard &) = delete;
     ~ScriptedCard() {

@@ -1,5 +1,6 @@
 #include "card.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fmt/format.h>
 
@@ -23,13 +24,27 @@ void writeTrace(const uint8_t *command, uint32_t commandLength, const uint8_t *a
     std::fputs(text.c_str(), stderr);
 }
 
-std::string onlyReader() {
-    const std::vector<std::string> names = readerNames();
+// A reader that has just gone has no card.
+bool hasCard(const std::string &reader) {
+    uint32_t present = 0;
+    return zelmocrd_HasCard(reader.c_str(), &present) == 0 && present != 0;
+}
+
+std::string onlyCard() {
+    std::vector<std::string> names = readerNames();
     if (names.empty())
         throw Failure(Exit::noCard, "no reader found; connect one, or use a virtual card: --reader virtual:FILE");
-    if (names.size() > 1)
-        throw Failure(Exit::usage, fmt::format("there are {} readers; choose one of 'zelmo readers' with --reader NAME",
-                                               names.size()));
+    names.erase(std::remove_if(names.begin(), names.end(), [](const std::string &name) { return !hasCard(name); }),
+                names.end());
+    if (names.empty())
+        throw Failure(Exit::noCard, "no card in any reader; insert the card and try again");
+    if (names.size() > 1) {
+        std::string list;
+        for (const std::string &name : names)
+            list += fmt::format("{}'{}'", list.empty() ? "" : ", ", printable(name));
+        throw Failure(Exit::usage, fmt::format("there are cards in {} readers; choose one with --reader NAME: {}",
+                                               names.size(), list));
+    }
     return names.front();
 }
 
@@ -53,7 +68,7 @@ std::vector<std::string> readerNames() {
     return names;
 }
 
-Card::Card(const std::string &reader, bool trace) : reader_(reader.empty() ? onlyReader() : reader) {
+Card::Card(const std::string &reader, bool trace) : reader_(reader.empty() ? onlyCard() : reader) {
     if (const uint32_t raw = zelmocrd_OpenCard(reader_.c_str(), 0, &handle_); raw != 0)
         throw openFailure(reader_, raw);
     if (trace)

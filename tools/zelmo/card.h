@@ -16,7 +16,7 @@ std::vector<std::string> readerNames();
 /// A card that is open while this lives.
 class Card {
   public:
-    /// Opens the card in the named reader; for an empty name, in the only reader there is. With `trace`, the commands
+    /// Opens the card in the named reader; for an empty name, the only card there is. With `trace`, the commands
     /// go to stderr. Throws Failure.
     Card(const std::string &reader, bool trace);
     ~Card();

@@ -61,6 +61,7 @@ struct Raw {
     std::string_view advice;
 };
 
+constexpr std::string_view start_service = "start pcscd, or use a virtual card: --reader virtual:FILE";
 constexpr std::string_view list_readers = "see 'zelmo readers' for the readers that there are";
 
 constexpr std::array<Raw, 13> raws = {{
@@ -71,8 +72,8 @@ constexpr std::array<Raw, 13> raws = {{
     {0x80100009, Exit::noCard, list_readers},
     {0x8010000C, Exit::noCard, insert_card},
     {0x80100017, Exit::noCard, list_readers},
-    {0x8010001D, Exit::noCard, "start pcscd"},
-    {0x8010001E, Exit::noCard, "start pcscd"},
+    {0x8010001D, Exit::noCard, start_service},
+    {0x8010001E, Exit::noCard, start_service},
     {0x8010002E, Exit::noCard, "connect a reader, or use a virtual card: --reader virtual:FILE"},
     {0x80100066, Exit::noCard, insert_card},
     {0x80100067, Exit::noCard, insert_card},

@@ -87,18 +87,33 @@ typedef uint32_t (*cpd_Handler)(CardHandle card, const uint8_t *data, uint32_t d
 /** Receives one reader name, which is valid during the call; `context` is the one that was passed in. */
 typedef void (*zelmocrd_ReaderCallback)(const char *readerName, void *context);
 /**
- * Calls `callback` for each reader, in the order of their names. Readers are the virtual cards (files NAME.card) in the
- * directory that the environment variable ZELMOCRD_CARDS names; none when it is not set. A directory that cannot be
- * read gives 0x8010002E.
+ * Calls `callback` for each reader: first those of the PC/SC service, in its order, then the virtual cards (files
+ * NAME.card) in the directory that the environment variable ZELMOCRD_CARDS names, by name. Without any the result says
+ * why: 0x8010001D when the PC/SC service does not run, 0 when it has no readers. A directory that cannot be read gives
+ * 0x8010002E.
  */
 uint32_t zelmocrd_ListReaders(zelmocrd_ReaderCallback callback, void *context);
 /**
- * Opens the card in a reader and stores its handle in `*card`, 0 after a failure; zelmocrd_CloseCard() gives it back.
- * `readerName` is "virtual:FILE" for the virtual card in an image file; `flags` is 0. 0x80100009: there is no such
- * reader or file; 0x8010000D: the file is no image. The same image may be opened more than once, but only one of the
- * openings can write to it: the others' writes are answered 6581 from then on. Presenting a PIN or the answer of a key
- * is a write, since it costs a try.
+ * Stores 1 in `*present` when there is a card in the reader, else 0. `readerName` is as for zelmocrd_OpenCard(), with
+ * the same failures.
  */
+uint32_t zelmocrd_HasCard(const char *readerName, uint32_t *present);
+/**
+ * Opens the card in a reader and stores its handle in `*card`, 0 after a failure; zelmocrd_CloseCard() gives it back.
+ * `readerName` is the name of a reader of the PC/SC service, or "virtual:FILE" for the virtual card in an image file.
+ * Instead of a listed name its beginning will do, when no other name begins so, or its number in the list, from 0.
+ * `flags` is 0, or ZELMOCRD_EXCLUSIVE to keep everybody else from the card until it is closed.
+ *
+ * 0x80100009: there is no such reader or file; 0x8010000C: no card in the reader; 0x8010000B: somebody else has taken
+ * the card; 0x8010000D: the file is no image; 0x8010001D: the PC/SC service does not run.
+ *
+ * A card in a reader may be shared by programs: what one selects, another finds selected, unless each keeps a
+ * transaction around what belongs together. A card to which a PIN or key has been proven through this handle is reset
+ * when the handle is closed. The image of a virtual card may be opened more than once, but only one of the openings can
+ * write to it: the others' writes are answered 6581 from then on. Presenting a PIN or the answer of a key is a write,
+ * since it costs a try.
+ */
+#define ZELMOCRD_EXCLUSIVE 1u
 uint32_t zelmocrd_OpenCard(const char *readerName, uint32_t flags, CardHandle *card);
 /**
  * More about why the last zelmocrd_OpenCard() of this thread failed, such as the place of the error in an image; empty
@@ -289,8 +304,9 @@ uint32_t scardcmd_EraseFiles(CardHandle card, uint32_t reserved);
 uint32_t scard_ResetCard(CardHandle card);
 /**
  * Takes the card exclusively, until as many calls of scard_EndTransaction() or the card's closing; a reset does not end
- * it. Meanwhile commands, resets and transactions by way of any other handle, in any process, give 0x8010000B. Nobody
- * waits: while somebody else has taken the card the result is 0x8010000B at once.
+ * it. Meanwhile commands and resets by way of any other handle, in any process, give 0x8010000B. While somebody else
+ * has taken the card, a card in a reader is waited for; of a virtual card the result is 0x8010000B at once. A card that
+ * somebody else has reset since is taken all the same: nothing is selected or proven then.
  */
 uint32_t scard_BeginTransaction(CardHandle card);
 /** Ends the transaction; 0x80100016 when none is open. */

@@ -1,0 +1,222 @@
+#include "zelmocrd/pcsc_transport.h"
+
+#include <PCSC/reader.h>
+#include <PCSC/winscard.h>
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "zelmocrd/error.h"
+
+namespace zelmocrd {
+
+namespace {
+
+constexpr DWORD anyProtocol = SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1;
+
+uint32_t codeOf(LONG result) {
+    return static_cast<uint32_t>(result);
+}
+
+void check(LONG result) {
+    if (result != SCARD_S_SUCCESS)
+        throw ServiceError(codeOf(result));
+}
+
+/// A connection to the service. Each card has its own, so that none waits for another one's.
+class Context {
+  public:
+    Context() {
+        check(SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context_));
+    }
+    Context(const Context &) = delete;
+    Context &operator=(const Context &) = delete;
+    ~Context() {
+        SCardReleaseContext(context_);
+    }
+    SCARDCONTEXT get() const {
+        return context_;
+    }
+
+  private:
+    SCARDCONTEXT context_ = 0;
+};
+
+class PcscTransport : public Transport {
+  public:
+    PcscTransport(const std::string &reader, bool exclusive)
+        : reader_(reader), share_(exclusive ? SCARD_SHARE_EXCLUSIVE : SCARD_SHARE_SHARED) {
+        const LONG result = SCardConnect(context_.get(), reader.c_str(), share_, anyProtocol, &card_, &protocol_);
+        if (result != SCARD_S_SUCCESS)
+            throw ServiceError(codeOf(result), reader);
+        extended_ = readerTakesMore();
+        buffer_.resize(extended_ ? MAX_BUFFER_SIZE_EXTENDED : MAX_BUFFER_SIZE);
+    }
+
+    ~PcscTransport() override {
+        SCardDisconnect(card_, resetAtClosing_ ? SCARD_RESET_CARD : SCARD_LEAVE_CARD);
+    }
+
+    Bytes transmit(std::span<const uint8_t> command) override {
+        const SCARD_IO_REQUEST &request = *(byCharacters() ? SCARD_PCI_T0 : SCARD_PCI_T1);
+        DWORD length = static_cast<DWORD>(buffer_.size());
+        const LONG result =
+            SCardTransmit(card_, &request, command.data(), command.size(), nullptr, buffer_.data(), &length);
+        if (result == SCARD_W_RESET_CARD)
+            reconnect(SCARD_LEAVE_CARD);
+        if (result == SCARD_E_NOT_TRANSACTED)
+            throw ServiceError(isGone() ? code::removedCard : code::communication);
+        check(result);
+        return {buffer_.begin(),
+                buffer_.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(length, buffer_.size()))};
+    }
+
+    Bytes atr() const override {
+        std::array<uint8_t, MAX_ATR_SIZE> octets;
+        DWORD length = octets.size();
+        DWORD nameLength = 0;
+        check(SCardStatus(card_, nullptr, &nameLength, nullptr, nullptr, octets.data(), &length));
+        return {octets.begin(), octets.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(length, octets.size()))};
+    }
+
+    void reset() override {
+        reconnect(SCARD_RESET_CARD);
+        resetAtClosing_ = false;
+    }
+
+    // The service waits until the card is free. Somebody may have reset it since: nothing has begun yet, so nothing is
+    // lost by going on.
+    void beginTransaction() override {
+        LONG result = SCardBeginTransaction(card_);
+        if (result == SCARD_W_RESET_CARD) {
+            reconnect(SCARD_LEAVE_CARD);
+            result = SCardBeginTransaction(card_);
+        }
+        check(result);
+    }
+
+    void endTransaction() override {
+        check(SCardEndTransaction(card_, SCARD_LEAVE_CARD));
+    }
+
+    bool byCharacters() const override {
+        return protocol_ == SCARD_PROTOCOL_T0;
+    }
+    bool takesExtendedLength() const override {
+        return extended_ && !byCharacters();
+    }
+    void resetAtClosing() override {
+        resetAtClosing_ = true;
+    }
+
+  private:
+    void reconnect(DWORD initialization) {
+        check(SCardReconnect(card_, share_, anyProtocol, initialization, &protocol_));
+    }
+
+    // Whether the card has left, when the service knows no more than that a command has failed. It looks at the reader
+    // a few times a second.
+    bool isGone() const {
+        constexpr DWORD lookingTime = 1000;
+        SCARD_READERSTATE state = {};
+        state.szReader = reader_.c_str();
+        state.dwCurrentState = SCARD_STATE_UNAWARE;
+        for (const DWORD wait : {DWORD{0}, lookingTime}) {
+            const LONG result = SCardGetStatusChange(context_.get(), wait, &state, 1);
+            if (result != SCARD_S_SUCCESS)
+                return result != SCARD_E_TIMEOUT;
+            if ((state.dwEventState & SCARD_STATE_PRESENT) == 0)
+                return true;
+            state.dwCurrentState = state.dwEventState;
+        }
+        return false;
+    }
+
+    // The answer to a reader's control request; nothing when the reader does not know it.
+    Bytes control(DWORD request) const {
+        Bytes answer(MAX_BUFFER_SIZE);
+        DWORD length = 0;
+        const LONG result =
+            SCardControl(card_, request, nullptr, 0, answer.data(), static_cast<DWORD>(answer.size()), &length);
+        answer.resize(result == SCARD_S_SUCCESS ? std::min<size_t>(length, answer.size()) : 0);
+        return answer;
+    }
+
+    // The value of a simple object: tag and length of one octet each.
+    static std::span<const uint8_t> find(std::span<const uint8_t> objects, uint8_t tag) {
+        while (objects.size() >= 2 && objects.size() - 2 >= objects[1]) {
+            if (objects[0] == tag)
+                return objects.subspan(2, objects[1]);
+            objects = objects.subspan(2u + objects[1]);
+        }
+        return {};
+    }
+
+    // PC/SC part 10: the control code of a feature is big-endian, the properties are little-endian.
+    bool readerTakesMore() const {
+        constexpr DWORD shortDataMax = 256;
+        const Bytes features = control(CM_IOCTL_GET_FEATURE_REQUEST);
+        DWORD request = 0;
+        for (const uint8_t octet : find(features, FEATURE_GET_TLV_PROPERTIES))
+            request = request << 8u | octet;
+        if (request == 0)
+            return false;
+        const Bytes properties = control(request);
+        const auto value = find(properties, PCSCv2_PART10_PROPERTY_dwMaxAPDUDataSize);
+        DWORD most = 0;
+        for (size_t i = value.size(); i-- > 0;)
+            most = most << 8u | value[i];
+        return most > shortDataMax;
+    }
+
+    Context context_;
+    const std::string reader_;
+    const DWORD share_;
+    SCARDHANDLE card_ = 0;
+    DWORD protocol_ = 0;
+    bool extended_ = false;
+    bool resetAtClosing_ = false;
+    Bytes buffer_;
+};
+
+}  // namespace
+
+std::vector<std::string> pcscReaderNames() {
+    const Context context;
+    Bytes names;
+    LONG result = SCARD_E_INSUFFICIENT_BUFFER;
+    // A reader may come between the two calls.
+    while (result == SCARD_E_INSUFFICIENT_BUFFER) {
+        DWORD length = 0;
+        result = SCardListReaders(context.get(), nullptr, nullptr, &length);
+        if (result == SCARD_S_SUCCESS) {
+            names.resize(length);
+            result = SCardListReaders(context.get(), nullptr, reinterpret_cast<char *>(names.data()), &length);
+        }
+    }
+    if (result == SCARD_E_NO_READERS_AVAILABLE)
+        return {};
+    check(result);
+    std::vector<std::string> list;
+    const std::string_view all(reinterpret_cast<const char *>(names.data()), names.size());
+    for (size_t start = 0, end; (end = all.find('\0', start)) != std::string_view::npos && end != start;
+         start = end + 1)
+        list.emplace_back(all.substr(start, end - start));
+    return list;
+}
+
+bool pcscCardIsPresent(const std::string &reader) {
+    const Context context;
+    SCARD_READERSTATE state = {};
+    state.szReader = reader.c_str();
+    state.dwCurrentState = SCARD_STATE_UNAWARE;
+    check(SCardGetStatusChange(context.get(), 0, &state, 1));
+    return (state.dwEventState & SCARD_STATE_PRESENT) != 0;
+}
+
+std::unique_ptr<Transport> openPcscCard(const std::string &reader, bool exclusive) {
+    return std::make_unique<PcscTransport>(reader, exclusive);
+}
+
+}  // namespace zelmocrd
