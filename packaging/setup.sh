@@ -6,7 +6,7 @@ packages_build=(g++ cmake ninja-build pkg-config libpcsclite-dev libcli11-dev nl
 packages_demo=(openssl)
 packages_test=(libgtest-dev libgmock-dev python3 python3-pyasn1 python3-pyasn1-modules openssl ca-certificates
                clang-19 libclang-rt-19-dev clang-format-14 clang-tidy-14
-               pinentry-curses pinentry-tty tmux
+               pinentry-curses pinentry-tty tmux pcscd vsmartcard-vpcd
                libgmp-dev libtomcrypt-dev libbotan-2-dev python3-cryptography-vectors)
 packages_bench=(libbenchmark-dev libtasn1-6-dev libgmp-dev libtomcrypt-dev libbotan-2-dev libbearssl-dev)
 
