@@ -71,7 +71,7 @@ void Card::reportStop(uint32_t offset) {
 
 // One command and its answer. Data that nobody asked for is let through as far as a short answer goes: some cards tell
 // of a file although P2 of SELECT says not to.
-Answer Card::exchange(const Command &command) {
+Answer Card::exchangeOne(const Command &command) {
     using Clock = std::chrono::steady_clock;
     const Wiped octets(encode(command, {extendedLength(), transport_->byCharacters()}));
     const Clock::time_point start = Clock::now();
@@ -88,6 +88,24 @@ Answer Card::exchange(const Command &command) {
     if (answer.data.size() > (command.ne != 0 ? command.ne : shortAnswerMax))
         throw ServiceError(code::communication);
     return answer;
+}
+
+// Data that is too long for one command goes in pieces, to a card that takes such chains.
+Answer Card::exchange(Command command) {
+    constexpr uint8_t moreFollows = 0x10;
+    constexpr uint16_t complete = 0x9000;
+    const bool chains = abilities_.chaining && !extendedLength();
+    while (chains && command.data.size() > shortDataMax) {
+        Command piece = command;
+        piece.cla |= moreFollows;
+        piece.data = command.data.first(shortDataMax);
+        piece.ne = 0;
+        Answer answer = exchangeOne(piece);
+        if (answer.sw != complete)
+            return answer;
+        command.data = command.data.subspan(shortDataMax);
+    }
+    return exchangeOne(command);
 }
 
 Answer Card::exchangeExact(Command command) {

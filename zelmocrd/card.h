@@ -51,7 +51,8 @@ class Card {
     std::optional<uint32_t> model;
 
   private:
-    Answer exchange(const Command &command);
+    Answer exchangeOne(const Command &command);
+    Answer exchange(Command command);
     Answer exchangeExact(Command command);
     void report(std::span<const uint8_t> command, std::span<const uint8_t> answer, double milliseconds);
 

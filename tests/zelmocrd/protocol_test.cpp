@@ -78,6 +78,31 @@ TEST(Protocol, LineBoundsTheFormOfCommands) {
     }
 }
 
+TEST(Protocol, LongDataIsChained) {
+    const std::string chainingAtr = "3B 85 80 01 80 73 F7 21 80 A1";
+    const std::string full = "FF" + repeated("A5", 255);
+    struct Chain {
+        std::string name, atr, script;
+        uint32_t length, result;
+    };
+    const Chain chains[] = {
+        {"in one", chainingAtr, "00 E2 00 00 " + full + " > 90 00", 255, 0},
+        {"in two", chainingAtr, "10 E2 00 00 " + full + " > 90 00 | 00 E2 00 00 01 A5 > 90 00", 256, 0},
+        {"in three", chainingAtr, repeated("10 E2 00 00 " + full + " > 90 00 | ", 2) + "00 E2 00 00 02 A5 A5 > 6A 84",
+         512, 0xE0116A84},
+        {"broken off", chainingAtr, "10 E2 00 00 " + full + " > 6A 84", 512, 0xE0116A84},
+        {"warned of", chainingAtr, "10 E2 00 00 " + full + " > 62 00", 512, 0xA0116200},
+        {"not taken", shortAtr, "", 256, 0x80100004},
+        {"not needed", extendedAtr, "00 E2 00 00 00 01 00 " + repeated("A5", 256) + " > 90 00", 256, 0},
+    };
+    for (const Chain &chain : chains) {
+        SCOPED_TRACE(chain.name);
+        const ScriptedCard card(chain.script, chain.atr);
+        const std::vector<uint8_t> record(chain.length, 0xA5);
+        EXPECT_EQ(scardcmd_AppendRecord(card, 0, record.data(), chain.length, 0), chain.result);
+    }
+}
+
 TEST(Protocol, UnwantedFileInformationIsLetThrough) {
     const ScriptedCard card("00 A4 00 0C > 6F 02 84 00 90 00 | 00 A4 00 0C > " + repeated("00", 257) + "90 00");
     EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
