@@ -1,13 +1,11 @@
 #include "zelmocrd/pcsc_transport.h"
 
 #include <PCSC/reader.h>
-#include <PCSC/winscard.h>
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <string_view>
 
 #include "zelmocrd/error.h"
+#include "zelmocrd/pcsc_context.h"
 
 namespace zelmocrd {
 
@@ -15,41 +13,13 @@ namespace {
 
 constexpr DWORD anyProtocol = SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1;
 
-uint32_t codeOf(LONG result) {
-    return static_cast<uint32_t>(result);
-}
-
-void check(LONG result) {
-    if (result != SCARD_S_SUCCESS)
-        throw ServiceError(codeOf(result));
-}
-
-/// A connection to the service. Each card has its own, so that none waits for another one's.
-class Context {
-  public:
-    Context() {
-        check(SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context_));
-    }
-    Context(const Context &) = delete;
-    Context &operator=(const Context &) = delete;
-    ~Context() {
-        SCardReleaseContext(context_);
-    }
-    SCARDCONTEXT get() const {
-        return context_;
-    }
-
-  private:
-    SCARDCONTEXT context_ = 0;
-};
-
 class PcscTransport : public Transport {
   public:
     PcscTransport(const std::string &reader, bool exclusive)
         : reader_(reader), share_(exclusive ? SCARD_SHARE_EXCLUSIVE : SCARD_SHARE_SHARED) {
         const LONG result = SCardConnect(context_.get(), reader.c_str(), share_, anyProtocol, &card_, &protocol_);
         if (result != SCARD_S_SUCCESS)
-            throw ServiceError(codeOf(result), reader);
+            throw ServiceError(static_cast<uint32_t>(result), reader);
         extended_ = readerTakesMore();
         buffer_.resize(extended_ ? MAX_BUFFER_SIZE_EXTENDED : MAX_BUFFER_SIZE);
     }
@@ -67,7 +37,7 @@ class PcscTransport : public Transport {
             reconnect(SCARD_LEAVE_CARD);
         if (result == SCARD_E_NOT_TRANSACTED)
             throw ServiceError(isGone() ? code::removedCard : code::communication);
-        check(result);
+        checkPcsc(result);
         return {buffer_.begin(),
                 buffer_.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(length, buffer_.size()))};
     }
@@ -76,7 +46,7 @@ class PcscTransport : public Transport {
         std::array<uint8_t, MAX_ATR_SIZE> octets;
         DWORD length = octets.size();
         DWORD nameLength = 0;
-        check(SCardStatus(card_, nullptr, &nameLength, nullptr, nullptr, octets.data(), &length));
+        checkPcsc(SCardStatus(card_, nullptr, &nameLength, nullptr, nullptr, octets.data(), &length));
         return {octets.begin(), octets.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(length, octets.size()))};
     }
 
@@ -93,11 +63,11 @@ class PcscTransport : public Transport {
             reconnect(SCARD_LEAVE_CARD);
             result = SCardBeginTransaction(card_);
         }
-        check(result);
+        checkPcsc(result);
     }
 
     void endTransaction() override {
-        check(SCardEndTransaction(card_, SCARD_LEAVE_CARD));
+        checkPcsc(SCardEndTransaction(card_, SCARD_LEAVE_CARD));
     }
 
     bool byCharacters() const override {
@@ -112,25 +82,18 @@ class PcscTransport : public Transport {
 
   private:
     void reconnect(DWORD initialization) {
-        check(SCardReconnect(card_, share_, anyProtocol, initialization, &protocol_));
+        checkPcsc(SCardReconnect(card_, share_, anyProtocol, initialization, &protocol_));
     }
 
     // Whether the card has left, when the service knows no more than that a command has failed. It looks at the reader
     // a few times a second.
     bool isGone() const {
-        constexpr DWORD lookingTime = 1000;
-        SCARD_READERSTATE state = {};
-        state.szReader = reader_.c_str();
-        state.dwCurrentState = SCARD_STATE_UNAWARE;
-        for (const DWORD wait : {DWORD{0}, lookingTime}) {
-            const LONG result = SCardGetStatusChange(context_.get(), wait, &state, 1);
-            if (result != SCARD_S_SUCCESS)
-                return result != SCARD_E_TIMEOUT;
-            if ((state.dwEventState & SCARD_STATE_PRESENT) == 0)
-                return true;
-            state.dwCurrentState = state.dwEventState;
-        }
-        return false;
+        constexpr auto lookingTime = std::chrono::milliseconds(1000);
+        const PcscContext::ReaderState state = context_.stateOf(reader_);
+        if ((state.state & SCARD_STATE_PRESENT) == 0)
+            return true;
+        context_.waitForChange({state}, lookingTime);
+        return (context_.stateOf(reader_).state & SCARD_STATE_PRESENT) == 0;
     }
 
     // The answer to a reader's control request; nothing when the reader does not know it.
@@ -170,7 +133,7 @@ class PcscTransport : public Transport {
         return most > shortDataMax;
     }
 
-    Context context_;
+    PcscContext context_;
     const std::string reader_;
     const DWORD share_;
     SCARDHANDLE card_ = 0;
@@ -181,39 +144,6 @@ class PcscTransport : public Transport {
 };
 
 }  // namespace
-
-std::vector<std::string> pcscReaderNames() {
-    const Context context;
-    Bytes names;
-    LONG result = SCARD_E_INSUFFICIENT_BUFFER;
-    // A reader may come between the two calls.
-    while (result == SCARD_E_INSUFFICIENT_BUFFER) {
-        DWORD length = 0;
-        result = SCardListReaders(context.get(), nullptr, nullptr, &length);
-        if (result == SCARD_S_SUCCESS) {
-            names.resize(length);
-            result = SCardListReaders(context.get(), nullptr, reinterpret_cast<char *>(names.data()), &length);
-        }
-    }
-    if (result == SCARD_E_NO_READERS_AVAILABLE)
-        return {};
-    check(result);
-    std::vector<std::string> list;
-    const std::string_view all(reinterpret_cast<const char *>(names.data()), names.size());
-    for (size_t start = 0, end; (end = all.find('\0', start)) != std::string_view::npos && end != start;
-         start = end + 1)
-        list.emplace_back(all.substr(start, end - start));
-    return list;
-}
-
-bool pcscCardIsPresent(const std::string &reader) {
-    const Context context;
-    SCARD_READERSTATE state = {};
-    state.szReader = reader.c_str();
-    state.dwCurrentState = SCARD_STATE_UNAWARE;
-    check(SCardGetStatusChange(context.get(), 0, &state, 1));
-    return (state.dwEventState & SCARD_STATE_PRESENT) != 0;
-}
 
 std::unique_ptr<Transport> openPcscCard(const std::string &reader, bool exclusive) {
     return std::make_unique<PcscTransport>(reader, exclusive);

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "zelmocrd/error.h"
+#include "zelmocrd/pcsc_context.h"
 #include "zelmocrd/pcsc_transport.h"
 #include "zelmocrd/virtual_transport.h"
 
@@ -15,6 +16,8 @@ namespace {
 
 constexpr std::string_view virtualPrefix = "virtual:";
 constexpr const char *imageDirectoryVariable = "ZELMOCRD_CARDS";
+
+}  // namespace
 
 std::vector<std::string> virtualReaderNames() {
     std::vector<std::string> names;
@@ -32,6 +35,8 @@ std::vector<std::string> virtualReaderNames() {
     std::sort(names.begin(), names.end());
     return names;
 }
+
+namespace {
 
 bool isVirtual(const std::string &name) {
     return name.starts_with(virtualPrefix);
@@ -71,7 +76,7 @@ std::string meantReader(const std::string &text) {
 Readers listReaders() {
     Readers readers;
     try {
-        readers.names = pcscReaderNames();
+        readers.names = PcscContext().readerNames();
     } catch (const ServiceError &error) {
         readers.serviceResult = error.code;
     }
@@ -83,7 +88,8 @@ Readers listReaders() {
 bool hasCard(const std::string &readerName) {
     const std::string name = meantReader(readerName);
     std::error_code ignored;
-    return isVirtual(name) ? std::filesystem::exists(fileOf(name), ignored) : pcscCardIsPresent(name);
+    return isVirtual(name) ? std::filesystem::exists(fileOf(name), ignored)
+                           : (PcscContext().stateOf(name).state & SCARD_STATE_PRESENT) != 0;
 }
 
 std::unique_ptr<Transport> openTransport(const std::string &readerName, bool exclusive) {

@@ -13,6 +13,8 @@ struct Readers {
     uint32_t serviceResult = 0;
 };
 Readers listReaders();
+/// The virtual ones alone.
+std::vector<std::string> virtualReaderNames();
 
 /// Whether there is a card in the reader that `readerName` stands for. Throws ServiceError.
 bool hasCard(const std::string &readerName);
