@@ -11,11 +11,13 @@ namespace zelmocrd {
 // PC/SC codes.
 namespace code {
 inline constexpr uint32_t ok = 0;
+inline constexpr uint32_t cancelled = 0x80100002;
 inline constexpr uint32_t invalidHandle = 0x80100003;
 inline constexpr uint32_t invalidParameter = 0x80100004;
 inline constexpr uint32_t noMemory = 0x80100006;
 inline constexpr uint32_t insufficientBuffer = 0x80100008;
 inline constexpr uint32_t unknownReader = 0x80100009;
+inline constexpr uint32_t timeout = 0x8010000A;
 inline constexpr uint32_t sharingViolation = 0x8010000B;  ///< Somebody else has taken the card exclusively.
 inline constexpr uint32_t unknownCard = 0x8010000D;
 inline constexpr uint32_t invalidValue = 0x80100011;  ///< What the card holds cannot be interpreted.

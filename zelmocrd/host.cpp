@@ -2,12 +2,20 @@
 #include <string>
 
 #include "zelmocrd/boundary.h"
+#include "zelmocrd/handle_table.h"
+#include "zelmocrd/monitor.h"
 #include "zelmocrd/readers.h"
 
 namespace {
 
 // Why the last opening in this thread failed.
 thread_local std::string openError;
+
+// Lives as long as the process, as the cards' does.
+zelmocrd::HandleTable<zelmocrd::Monitor> &monitors() {
+    static auto &table = *new zelmocrd::HandleTable<zelmocrd::Monitor>;
+    return table;
+}
 
 }  // namespace
 
@@ -54,6 +62,43 @@ const char *zelmocrd_OpenErrorText(void) {
 uint32_t zelmocrd_CloseCard(CardHandle card) {
     return guarded([&] {
         removeCard(card);
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_OpenMonitor(zelmocrd_Monitor *monitor) {
+    return guarded([&] {
+        require(monitor != nullptr);
+        *monitor = monitors().add(std::make_shared<Monitor>());
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_NextEvent(zelmocrd_Monitor monitor, uint32_t milliseconds, zelmocrd_Event *event) {
+    return guarded([&] {
+        constexpr uint32_t endless = 0xFFFFFFFF;
+        const std::shared_ptr<Monitor> it = monitors().find(monitor);
+        require(event != nullptr);
+        const auto next = it->next(std::chrono::milliseconds(milliseconds == endless ? -1 : int64_t{milliseconds}));
+        if (!next)
+            return code::timeout;
+        *event = {};
+        event->kind = next->kind;
+        next->reader.copy(event->reader, sizeof event->reader - 1);
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_CancelMonitor(zelmocrd_Monitor monitor) {
+    return guarded([&] {
+        monitors().find(monitor)->cancel();
+        return code::ok;
+    });
+}
+
+uint32_t zelmocrd_CloseMonitor(zelmocrd_Monitor monitor) {
+    return guarded([&] {
+        monitors().remove(monitor);
         return code::ok;
     });
 }

@@ -5,6 +5,7 @@ import os
 import pathlib
 import re
 import shutil
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -13,7 +14,7 @@ import reader_stack
 from reader_stack import Daemon, OtherProgram, Vcard, card_in, wait_until
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "zelmo"))
-from zelmo_case import DATA, ZelmoCase  # noqa: E402
+from zelmo_case import DATA, ZELMO, ZelmoCase  # noqa: E402
 
 VCARD = os.environ["ZELMO_VCARD"]
 LIBRARIES = os.environ.get("ZELMO_LIBRARIES")  # empty where the libraries cannot be loaded into this program
@@ -91,6 +92,13 @@ class Commands(ReaderCase):
         self.assertEqual(self.zelmo("apps"), self.zelmo("--reader", READER, "apps"))
         self.assertEqual(self.zelmo("readers")[0], "".join(f"{name}\n" for name in READERS))
 
+    def test_wait(self):
+        waiting = [subprocess.Popen([ZELMO, "wait", *more], env=self.environment(), stdout=subprocess.PIPE)
+                   for more in ([], ["--timeout", "60", "--reader", READER])]
+        self.insert(self.new_card("eid"))
+        for process in waiting:
+            self.assertEqual(process.communicate(timeout=60)[0].decode(), f"{READER}\n")
+
     def test_two_cards(self):
         for slot, profile in enumerate(["eid", "records"]):
             self.insert(self.new_card(profile), slot=slot)
@@ -106,7 +114,7 @@ class Commands(ReaderCase):
         self.assertIn("0x8010001D", self.zelmo("--reader", READER, "list", code=3)[1])
         self.daemon.start()
         wait_until(lambda: card_in(READER), "the card does not come back")
-        self.assertEqual(vcard.said.read_text().count("In the reader"), 2)
+        self.assertGreaterEqual(vcard.said.read_text().count("In the reader"), 2)
 
 
 class Interruptions(ReaderCase):
@@ -147,7 +155,7 @@ class Interruptions(ReaderCase):
                     code, _, err = self.run_zelmo("--reader", READER, *arguments, pins=pins)
                     self.assertEqual(code, 3, err)
                     self.assertRegex(err, "(?i)removed")
-                    wait_until(lambda: vcard.said.read_text().count("In the reader") == turn + 2, "it stays away")
+                    wait_until(lambda: vcard.said.read_text().count("In the reader") >= turn + 2, "it stays away")
                     wait_until(lambda: card_in(READER), "pcscd does not notice the card")
                     self.assertEqual(self.zelmo("--reader", READER, *arguments, pins=pins)[0], expected)
             vcard.remove()

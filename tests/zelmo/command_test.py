@@ -3,9 +3,10 @@
 import json
 import os
 import stat
+import subprocess
 import unittest
 
-from zelmo_case import ZelmoCase
+from zelmo_case import ZELMO, ZelmoCase
 
 
 class CommandLine(ZelmoCase):
@@ -56,6 +57,18 @@ class CommandLine(ZelmoCase):
         err = self.zelmo("list", env=cards, code=2)[1]
         for name in "a", "b":
             self.assertIn(f"virtual:{self.folder}/{name}.card", err)
+
+    def test_wait(self):
+        cards = {"ZELMOCRD_CARDS": str(self.folder)}
+        self.assertIn("no card within 0 seconds", self.zelmo("wait", "--timeout", 0, env=cards, code=3)[1])
+        card = f"virtual:{self.folder}/a.card"
+        self.zelmo("wait", "--timeout", 0, "--reader", card, env=cards, code=3)
+        waiting = [subprocess.Popen([ZELMO, "wait", *more], env=self.environment(cards), stdout=subprocess.PIPE)
+                   for more in ([], ["--timeout", "30", "--reader", card])]
+        self.new_card("eid", "a.card")
+        for process in waiting:
+            self.assertEqual(process.communicate(timeout=30)[0].decode(), f"{card}\n")
+            self.assertEqual(process.returncode, 0)
 
     def test_options_may_follow_the_command(self):
         card = self.new_card("eid")

@@ -100,6 +100,40 @@ TEST_F(Directory, NamesAreChosenFrom) {
     EXPECT_EQ(zelmocrd_HasCard("0", nullptr), invalidParameter);
 }
 
+// The next event in short, such as "+r a" for a reader that was added; the code when there is none.
+std::string nextEvent(zelmocrd_Monitor monitor, uint32_t milliseconds = 0) {
+    const char *const kinds[] = {"", "+r ", "-r ", "+c ", "-c "};
+    zelmocrd_Event event = {};
+    const uint32_t code = zelmocrd_NextEvent(monitor, milliseconds, &event);
+    return code == 0 ? kinds[event.kind] + fs::path(event.reader).stem().string() : std::to_string(code & 0xFF);
+}
+
+TEST_F(Directory, MonitorTellsWhatComesAndLeaves) {
+    setenv("ZELMOCRD_CARDS", path.c_str(), 1);
+    zelmocrd_Monitor monitor = 0;
+    ASSERT_EQ(zelmocrd_OpenMonitor(&monitor), 0u);
+    const std::string nothing = "10";
+    EXPECT_EQ(nextEvent(monitor), nothing);
+    write("b.card", emptyCard);
+    write("a.card", emptyCard);
+    for (const char *expected : {"+r a", "+c a", "+r b", "+c b"})
+        EXPECT_EQ(nextEvent(monitor, 60000), expected);
+    EXPECT_EQ(nextEvent(monitor), nothing);
+    fs::remove(path / "a.card");
+    for (const char *expected : {"-c a", "-r a", nothing.c_str()})
+        EXPECT_EQ(nextEvent(monitor), expected);
+    std::thread other([monitor] { EXPECT_EQ(zelmocrd_CancelMonitor(monitor), 0u); });
+    EXPECT_EQ(nextEvent(monitor, 0xFFFFFFFF), "2") << "cancelled";
+    other.join();
+    EXPECT_EQ(zelmocrd_NextEvent(monitor, 0, nullptr), invalidParameter);
+    EXPECT_EQ(zelmocrd_OpenMonitor(nullptr), invalidParameter);
+    EXPECT_EQ(zelmocrd_CloseMonitor(monitor), 0u);
+    zelmocrd_Event event;
+    for (const uint32_t result :
+         {zelmocrd_NextEvent(monitor, 0, &event), zelmocrd_CancelMonitor(monitor), zelmocrd_CloseMonitor(monitor)})
+        EXPECT_EQ(result, invalidHandle);
+}
+
 TEST_F(Directory, OneOpeningMayKeepAllOthersAway) {
     const std::string name = write("a.card", emptyCard);
     CardHandle card = 0;

@@ -24,12 +24,6 @@ void writeTrace(const uint8_t *command, uint32_t commandLength, const uint8_t *a
     std::fputs(text.c_str(), stderr);
 }
 
-// A reader that has just gone has no card.
-bool hasCard(const std::string &reader) {
-    uint32_t present = 0;
-    return zelmocrd_HasCard(reader.c_str(), &present) == 0 && present != 0;
-}
-
 std::string onlyCard() {
     std::vector<std::string> names = readerNames();
     if (names.empty())
@@ -66,6 +60,11 @@ std::vector<std::string> readerNames() {
     if (const uint32_t raw = zelmocrd_ListReaders(addName, &names); raw != 0)
         throw cardFailure("cannot list the readers", raw);
     return names;
+}
+
+bool hasCard(const std::string &reader) {
+    uint32_t present = 0;
+    return zelmocrd_HasCard(reader.c_str(), &present) == 0 && present != 0;
 }
 
 Card::Card(const std::string &reader, bool trace) : reader_(reader.empty() ? onlyCard() : reader) {

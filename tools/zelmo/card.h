@@ -13,6 +13,9 @@ namespace zelmo {
 /// Names of all readers that the card service knows.
 std::vector<std::string> readerNames();
 
+/// Whether there is a card in the reader; a reader that is not there has none.
+bool hasCard(const std::string &reader);
+
 /// A card that is open while this lives.
 class Card {
   public:

@@ -39,11 +39,13 @@ struct Options {
     bool noPuk = false;        ///< Have the PUK of a new token blocked.
     int adminKeyFd = -1;       ///< Descriptor to read the administration key from; -1 for none.
     std::string adminKeyFile;  ///< File to read the administration key from; empty for none.
+    int timeout = -1;          ///< Seconds to wait for a card; -1 for no end.
     bool yes = false;          ///< Erase what the card holds without asking.
 };
 
 /// Each runs one subcommand and returns its exit code. They throw Failure.
 Exit runReaders(const Options &options);
+Exit runWait(const Options &options);
 Exit runList(const Options &options);
 Exit runApps(const Options &options);
 Exit runCardNew(const Options &options);

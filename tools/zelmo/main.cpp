@@ -244,6 +244,13 @@ void addCommands(CLI::App &app, Options &options, Run &chosen) {
     addCommand(app, "readers", "List the readers",
                "  zelmo readers\n  ZELMOCRD_CARDS=$HOME/cards zelmo readers      (virtual cards of a folder)",
                zelmo::runReaders, chosen);
+    CLI::App *wait = addCommand(app, "wait", "Wait until there is a card, and name its reader",
+                                "  zelmo wait && zelmo list\n"
+                                "  zelmo wait --timeout 30 --reader \"Virtual PCD 00 00\"",
+                                zelmo::runWait, chosen);
+    wait->add_option("--timeout", options.timeout, "Give up after this many seconds")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
     CLI::App *list = addCommand(app, "list", "List the token and all its objects",
                                 "  zelmo --reader virtual:demo.card list\n"
                                 "  zelmo --reader virtual:demo.card list --json\n"

@@ -125,6 +125,38 @@ uint32_t zelmocrd_CloseCard(CardHandle card);
 /** The answer to reset, up to 33 octets; 0x80100008, with the length needed, when the buffer is too small. */
 uint32_t zelmocrd_GetATR(CardHandle card, uint8_t *buffer, uint32_t *length);
 
+/* ---- waiting for cards --------------------------------------------------------------------------------------------
+ */
+
+/** Handle of a monitor, which tells of readers and cards that come and leave; 0 is never one. */
+typedef uint32_t zelmocrd_Monitor;
+/** What has happened in a reader. */
+typedef enum zelmocrd_EventKind {
+    ZELMOCRD_READER_ADDED = 1,
+    ZELMOCRD_READER_REMOVED = 2,
+    ZELMOCRD_CARD_INSERTED = 3,
+    ZELMOCRD_CARD_REMOVED = 4
+} zelmocrd_EventKind;
+/** One event. */
+typedef struct zelmocrd_Event {
+    uint32_t kind;    /**< A zelmocrd_EventKind. */
+    char reader[256]; /**< Name of the reader, cut if it is longer. */
+} zelmocrd_Event;
+/** Makes a monitor; zelmocrd_CloseMonitor() gives it back. */
+uint32_t zelmocrd_OpenMonitor(zelmocrd_Monitor *monitor);
+/**
+ * Waits for the monitor's next event, up to `milliseconds` or, for 0xFFFFFFFF, without end. The first events tell what
+ * there is: each reader as added, each card in one as inserted. Readers are those of zelmocrd_ListReaders(); a PC/SC
+ * service that does not run has none, and is waited for. A card that left and another one that came tell of both,
+ * unless the service itself has missed it. 0x8010000A: nothing has happened; 0x80100002: cancelled. One thread waits at
+ * a time.
+ */
+uint32_t zelmocrd_NextEvent(zelmocrd_Monitor monitor, uint32_t milliseconds, zelmocrd_Event *event);
+/** Has the wait that is going on, or else the next one, end within a fraction of a second. Any thread may call it. */
+uint32_t zelmocrd_CancelMonitor(zelmocrd_Monitor monitor);
+/** Ends a monitor on which nobody waits. Its handle must not be used again. */
+uint32_t zelmocrd_CloseMonitor(zelmocrd_Monitor monitor);
+
 /* ---- watching a card ----------------------------------------------------------------------------------------------
  */
 
