@@ -4,10 +4,8 @@
 #include <memory>
 #include <utility>
 
-#include "virtualcard/card.h"
-#include "zelmocrd/card.h"
+#include "card_in_memory.h"
 #include "zelmocrd/error.h"
-#include "zelmocrd/handles.h"
 
 namespace fuzz {
 
@@ -60,24 +58,17 @@ struct Fault {
     }
 };
 
-class FaultyTransport : public zelmocrd::Transport {
+class FaultyTransport : public CardInMemory {
   public:
-    FaultyTransport(virtualcard::CardImage image, Fault fault) : card_(std::move(image)), fault_(fault) {}
+    FaultyTransport(virtualcard::CardImage image, Fault fault)
+        : CardInMemory(card_), card_(std::move(image)), fault_(fault) {}
 
     Bytes transmit(std::span<const uint8_t> command) override {
-        Bytes answer = card_.transmit(command);
+        Bytes answer = CardInMemory::transmit(command);
         if (fault_.hits(++commands_))
             spoil(answer);
         return answer;
     }
-    Bytes atr() const override {
-        return card_.atr();
-    }
-    void reset() override {
-        card_.reset();
-    }
-    void beginTransaction() override {}
-    void endTransaction() override {}
 
   private:
     void spoil(Bytes &answer) const {
