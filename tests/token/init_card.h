@@ -92,6 +92,7 @@ class InitTokenTest : public testing::Test {
     }
     /// Expects the pair that lies there to be refused with the card untouched.
     void expect_refused(const std::string &message) {
+        log_.take();
         EXPECT_EQ(init(), PKCS15_E_FAILED);
         EXPECT_EQ(cardError_, 0u) << "the status of the card's information";
         EXPECT_EQ(card_.take_calls(), untouched_card);

@@ -146,7 +146,6 @@ TEST_F(Genuine, RefusesOtherContent) {
     for (const auto &[file, message] : files) {
         SCOPED_TRACE(file);
         write(".sig", hex(file));
-        log_.take();
         expect_refused(message);
     }
     const Octets data_begins = hex("308006092A864886F70D010701A080");
@@ -154,7 +153,6 @@ TEST_F(Genuine, RefusesOtherContent) {
          {Octets(large, 0), filled({0x30}, of_many), filled({0x30, 0x80}, of_many),
           data_begins + filled({0x24, 0x80}, of_many), data_begins + filled({0x04, 0x80}, of_many)}) {
         write(".sig", file);
-        log_.take();
         expect_refused(no_pkcs7);
     }
 }
@@ -168,7 +166,6 @@ TEST_F(Genuine, ComparesDigestAndVersionToTheLastOctet) {
         pair.attributes[0] = digest_attribute(digest);
         octet ^= 1;
         write(pair);
-        log_.take();
         expect_refused(bad_digest);
     }
     std::string version = right_version;
@@ -178,7 +175,6 @@ TEST_F(Genuine, ComparesDigestAndVersionToTheLastOctet) {
         pair.attributes[1] = version_attribute(version);
         character ^= 1;
         write(pair);
-        log_.take();
         expect_refused(other_version);
     }
 }
@@ -348,7 +344,6 @@ TEST_F(Genuine, RefusesEveryOtherBit) {
     for (size_t i = 0; i < pair.script.size(); ++i) {
         for (unsigned bit = 0; bit < 8; ++bit) {
             script.put(i, static_cast<uint8_t>(pair.script[i] ^ 1u << bit));
-            log_.take();
             expect_refused(bad_digest);
         }
         script.put(i, pair.script[i]);
@@ -363,17 +358,14 @@ TEST_F(Genuine, RefusesEveryCut) {
     for (size_t length = 0; length < good.size(); ++length) {
         SCOPED_TRACE(length);
         write(".sig", Octets(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length)));
-        log_.take();
         expect_refused(no_pkcs7);
     }
     write(".sig", good);
     for (size_t length = 0; length < pair.script.size(); ++length) {
         write(".cpd", Octets(pair.script.begin(), pair.script.begin() + static_cast<std::ptrdiff_t>(length)));
-        log_.take();
         expect_refused(bad_digest);
     }
     write(".cpd", pair.script + Octets{0});
-    log_.take();
     expect_refused(bad_digest);
 }
 
