@@ -28,6 +28,7 @@ struct Command {
 struct Answer {
     Bytes data;
     uint16_t sw = 0;
+    uint32_t corrected = 0;  ///< The Ne that the card named in the place of the command's own; 0 for none.
 
     uint8_t sw1() const {
         return static_cast<uint8_t>(sw >> 8u);

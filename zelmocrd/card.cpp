@@ -36,9 +36,34 @@ Card::Card(std::unique_ptr<Transport> transport)
     : transport_(std::move(transport)), atr_(transport_->atr()), abilities_(abilitiesFromAtr(atr_)) {}
 
 void Card::reset() {
+    knownFile_.forget();
     transport_->reset();
     atr_ = transport_->atr();
     abilities_ = abilitiesFromAtr(atr_);
+}
+
+void Card::beginTransaction() {
+    // What was known before counts on if the card was ours alone already.
+    knownFile();
+    transport_->beginTransaction();
+}
+
+void Card::endTransaction() {
+    transport_->endTransaction();
+}
+
+void Card::resetAtClosing() {
+    transport_->resetAtClosing();
+}
+
+KnownFile &Card::knownFile() {
+    if (!transport_->isAlone())
+        knownFile_.forget();
+    return knownFile_;
+}
+
+void Card::spare(uint64_t commands) {
+    counters_.commandsSpared += commands;
 }
 
 void Card::setTrace(zelmocrd_TraceCallback callback, void *context) {
@@ -113,10 +138,23 @@ Answer Card::exchangeExact(Command command) {
     if (answer.sw1() != exactLength || command.ne == 0)
         return answer;
     command.ne = announcedLength(answer);
-    return exchange(command);
+    answer = exchange(command);
+    answer.corrected = command.ne;
+    return answer;
 }
 
 Answer Card::run(const Command &command) {
+    try {
+        Answer answer = runToEnd(command);
+        knownFile().note(command, answer.sw);
+        return answer;
+    } catch (...) {
+        knownFile_.forget();
+        throw;
+    }
+}
+
+Answer Card::runToEnd(const Command &command) {
     // Enough for 64 KB in pieces of 256; a card that gives less at a time does not get further.
     constexpr int piecesMax = 300;
     Answer answer = exchangeExact(command);

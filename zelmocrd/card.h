@@ -2,6 +2,7 @@
 #ifndef ZELMOCRD_CARD_H
 #define ZELMOCRD_CARD_H
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,6 +10,7 @@
 
 #include "zelmocrd/apdu.h"
 #include "zelmocrd/atr.h"
+#include "zelmocrd/known_file.h"
 #include "zelmocrd/transport.h"
 #include "zelmocrd/zelmocrd.h"
 
@@ -23,9 +25,20 @@ class Card {
     Answer run(const Command &command);
 
     void reset();
-    Transport &transport() {
-        return *transport_;
+    void beginTransaction();
+    void endTransaction();
+    /// Something has been proven to the card, which must not be left behind for others.
+    void resetAtClosing();
+
+    /// Whether nobody else can have commanded the card since the last command.
+    bool isAlone() const {
+        return transport_->isAlone();
     }
+    /// What is known of the card's current file; nothing when somebody else may have selected another one.
+    KnownFile &knownFile();
+    /// Counts commands that were not sent, since there was nothing in them that is not known.
+    void spare(uint64_t commands);
+
     const Bytes &atr() const {
         return atr_;
     }
@@ -34,11 +47,19 @@ class Card {
     }
     /// The greatest Ne of a command to this card.
     uint32_t answerMax() const {
-        return extendedLength() ? extendedAnswerMax : shortAnswerMax;
+        return extendedLength() ? std::min(transport_->dataMax(), extendedAnswerMax) : shortAnswerMax;
     }
     /// Whether the card, and the way to it, take commands of extended length.
     bool extendedLength() const {
-        return abilities_.extendedLength && transport_->takesExtendedLength();
+        return abilities_.extendedLength && transport_->dataMax() > shortAnswerMax;
+    }
+
+    /// The most octets to read of a file at once: answerMax(), or what the card has been found to give at most.
+    uint32_t readMax() const {
+        return std::min(readMax_, answerMax());
+    }
+    void learnReadMax(uint32_t octets) {
+        readMax_ = octets;
     }
 
     /// Tells the trace where a script has stopped.
@@ -51,6 +72,7 @@ class Card {
     std::optional<uint32_t> model;
 
   private:
+    Answer runToEnd(const Command &command);
     Answer exchangeOne(const Command &command);
     Answer exchange(Command command);
     Answer exchangeExact(Command command);
@@ -62,6 +84,8 @@ class Card {
     zelmocrd_TraceCallback trace_ = nullptr;
     void *traceContext_ = nullptr;
     zelmocrd_Counters counters_ = {};
+    KnownFile knownFile_;
+    uint32_t readMax_ = extendedAnswerMax;
 };
 
 }  // namespace zelmocrd

@@ -25,7 +25,7 @@ std::optional<uint8_t> triesLeft(uint16_t sw) {
 uint32_t proofResult(Card &card, uint16_t sw) {
     const uint32_t result = statusCode(sw);
     if (result == code::ok)
-        card.transport().resetAtClosing();
+        card.resetAtClosing();
     return result;
 }
 

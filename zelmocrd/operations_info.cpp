@@ -123,14 +123,14 @@ uint32_t scard_ResetCard(CardHandle card) {
 
 uint32_t scard_BeginTransaction(CardHandle card) {
     return onCard(card, [](Card &it) {
-        it.transport().beginTransaction();
+        it.beginTransaction();
         return code::ok;
     });
 }
 
 uint32_t scard_EndTransaction(CardHandle card, uint32_t /*reserved*/) {
     return onCard(card, [](Card &it) {
-        it.transport().endTransaction();
+        it.endTransaction();
         return code::ok;
     });
 }

@@ -29,17 +29,61 @@ bool beginsAtRoot(Octets path) {
     return path.size() >= 2 && path[0] == 0x3F && path[1] == 0x00;
 }
 
+// Where a file lies: inside the application of that name, or under the root where there is none.
+struct Place {
+    Octets name, path;
+};
+
+// Selects with `send`, unless the file is known to be selected, and all that is wanted of it is known.
+template <class Send>
+uint32_t selectOnce(Card &card, const Place &place, FileInfo *fileInfo, Send send) {
+    const KnownFile &known = card.knownFile();
+    if (known.isSelected(place.name, place.path) && (fileInfo == nullptr || known.info() != nullptr)) {
+        card.spare(place.name.empty() || place.path.empty() ? 1 : 2);
+        if (fileInfo != nullptr)
+            *fileInfo = *known.info();
+        return code::ok;
+    }
+    const uint32_t result = send();
+    if (result == code::ok)
+        card.knownFile().selected(place.name, place.path, fileInfo);
+    return result;
+}
+
+uint32_t selectOnce(Card &card, uint8_t mode, Octets data, const Place &place, FileInfo *fileInfo) {
+    return selectOnce(card, place, fileInfo, [&] { return select(card, mode, data, fileInfo); });
+}
+
+uint32_t selectInside(Card &card, const Place &place, FileInfo *fileInfo) {
+    return selectOnce(card, place, fileInfo, [&] {
+        uint32_t result = code::ok;
+        if (card.knownFile().isInside(place.name))
+            card.spare(1);
+        else
+            result = select(card, byName, place.name, nullptr);
+        return result == code::ok ? select(card, pathFromCurrent, place.path, fileInfo) : result;
+    });
+}
+
 // A path from the root goes before the AID: it says all there is to say.
 uint32_t selectFile(Card &card, Octets aid, Octets path, FileInfo *fileInfo) {
-    if (beginsAtRoot(path))
-        return path.size() == 2 ? select(card, byIdentifier, path, fileInfo)
-                                : select(card, pathFromRoot, path.subspan(2), fileInfo);
+    if (beginsAtRoot(path)) {
+        const Octets below = path.subspan(2);
+        return below.empty() ? selectOnce(card, byIdentifier, path, {}, fileInfo)
+                             : selectOnce(card, pathFromRoot, below, {{}, below}, fileInfo);
+    }
     if (aid.empty())
-        return select(card, path.empty() ? byIdentifier : pathFromRoot, path, fileInfo);
-    if (path.empty())
-        return select(card, byName, aid, fileInfo);
-    const uint32_t result = select(card, byName, aid, nullptr);
-    return result == code::ok ? select(card, pathFromCurrent, path, fileInfo) : result;
+        return selectOnce(card, path.empty() ? byIdentifier : pathFromRoot, path, {{}, path}, fileInfo);
+    return path.empty() ? selectOnce(card, byName, aid, {aid, {}}, fileInfo)
+                        : selectInside(card, {aid, path}, fileInfo);
+}
+
+// One SELECT; only the forms that name a file wherever the card stands can be unneeded.
+uint32_t selectCommand(Card &card, uint8_t mode, Octets data, FileInfo *fileInfo) {
+    const bool root = mode == byIdentifier && (data.empty() || (data.size() == 2 && beginsAtRoot(data)));
+    if (root || mode == pathFromRoot)
+        return selectOnce(card, mode, data, {{}, root ? Octets() : data}, fileInfo);
+    return select(card, mode, data, fileInfo);
 }
 
 }  // namespace
@@ -60,5 +104,5 @@ uint32_t scardcmd_SelectFile(CardHandle card, uint32_t mode, const uint8_t *data
                              FileInfo *fileInfo) {
     if (fileInfo != nullptr)
         *fileInfo = {};
-    return onCard(card, [&](Card &it) { return select(it, octet(mode), input(data, dataLength), fileInfo); });
+    return onCard(card, [&](Card &it) { return selectCommand(it, octet(mode), input(data, dataLength), fileInfo); });
 }

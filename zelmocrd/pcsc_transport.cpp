@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "zelmocrd/apdu.h"
 #include "zelmocrd/error.h"
 #include "zelmocrd/pcsc_context.h"
 
@@ -20,8 +21,8 @@ class PcscTransport : public Transport {
         const LONG result = SCardConnect(context_.get(), reader.c_str(), share_, anyProtocol, &card_, &protocol_);
         if (result != SCARD_S_SUCCESS)
             throw ServiceError(static_cast<uint32_t>(result), reader);
-        extended_ = readerTakesMore();
-        buffer_.resize(extended_ ? MAX_BUFFER_SIZE_EXTENDED : MAX_BUFFER_SIZE);
+        dataMax_ = readersDataMax();
+        buffer_.resize(dataMax_ > shortAnswerMax ? MAX_BUFFER_SIZE_EXTENDED : MAX_BUFFER_SIZE);
     }
 
     ~PcscTransport() override {
@@ -33,6 +34,8 @@ class PcscTransport : public Transport {
         DWORD length = static_cast<DWORD>(buffer_.size());
         const LONG result =
             SCardTransmit(card_, &request, command.data(), command.size(), nullptr, buffer_.data(), &length);
+        if (result != SCARD_S_SUCCESS)
+            transactions_ = 0;
         if (result == SCARD_W_RESET_CARD)
             reconnect(SCARD_LEAVE_CARD);
         if (result == SCARD_E_NOT_TRANSACTED)
@@ -64,17 +67,22 @@ class PcscTransport : public Transport {
             result = SCardBeginTransaction(card_);
         }
         checkPcsc(result);
+        transactions_++;
     }
 
     void endTransaction() override {
+        transactions_ -= transactions_ != 0 ? 1 : 0;
         checkPcsc(SCardEndTransaction(card_, SCARD_LEAVE_CARD));
     }
 
     bool byCharacters() const override {
         return protocol_ == SCARD_PROTOCOL_T0;
     }
-    bool takesExtendedLength() const override {
-        return extended_ && !byCharacters();
+    uint32_t dataMax() const override {
+        return byCharacters() ? shortAnswerMax : dataMax_;
+    }
+    bool isAlone() const override {
+        return share_ == SCARD_SHARE_EXCLUSIVE || transactions_ != 0;
     }
     void resetAtClosing() override {
         resetAtClosing_ = true;
@@ -116,21 +124,21 @@ class PcscTransport : public Transport {
         return {};
     }
 
-    // PC/SC part 10: the control code of a feature is big-endian, the properties are little-endian.
-    bool readerTakesMore() const {
-        constexpr DWORD shortDataMax = 256;
+    // PC/SC part 10: the control code of a feature is big-endian, the properties are little-endian. A reader that does
+    // not tell takes the short form alone.
+    uint32_t readersDataMax() const {
         const Bytes features = control(CM_IOCTL_GET_FEATURE_REQUEST);
         DWORD request = 0;
         for (const uint8_t octet : find(features, FEATURE_GET_TLV_PROPERTIES))
             request = request << 8u | octet;
         if (request == 0)
-            return false;
+            return shortAnswerMax;
         const Bytes properties = control(request);
         const auto value = find(properties, PCSCv2_PART10_PROPERTY_dwMaxAPDUDataSize);
         DWORD most = 0;
         for (size_t i = value.size(); i-- > 0;)
             most = most << 8u | value[i];
-        return most > shortDataMax;
+        return static_cast<uint32_t>(std::clamp<DWORD>(most, shortAnswerMax, extendedAnswerMax));
     }
 
     PcscContext context_;
@@ -138,7 +146,8 @@ class PcscTransport : public Transport {
     const DWORD share_;
     SCARDHANDLE card_ = 0;
     DWORD protocol_ = 0;
-    bool extended_ = false;
+    uint32_t dataMax_ = shortAnswerMax;
+    unsigned transactions_ = 0;  // as far as they are known to last
     bool resetAtClosing_ = false;
     Bytes buffer_;
 };

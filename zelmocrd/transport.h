@@ -32,9 +32,14 @@ class Transport {
     virtual bool byCharacters() const {
         return false;
     }
-    /// Whether what lies between here and the card takes commands of extended length.
-    virtual bool takesExtendedLength() const {
-        return true;
+    /// The most octets that what lies between here and the card takes as data of a command or an answer. Above 256, it
+    /// takes commands of extended length.
+    virtual uint32_t dataMax() const {
+        return 65536;
+    }
+    /// Whether nobody else has commanded the card since the last command, and nobody can before the next.
+    virtual bool isAlone() const {
+        return false;
     }
     /// Something has been proven to the card, which must not be left behind for others.
     virtual void resetAtClosing() {}

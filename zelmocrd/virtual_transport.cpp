@@ -47,6 +47,10 @@ class VirtualTransport : public Transport {
             card_->letGo();
     }
 
+    bool isAlone() const override {
+        return transactions_ != 0;
+    }
+
   private:
     void refuseWhileHeld() const {
         if (card_->heldByAnother())

@@ -40,13 +40,20 @@ class ScriptedTransport : public zelmocrd::Transport {
         return fromHex(atr_);
     }
     void reset() override {}
-    void beginTransaction() override {}
-    void endTransaction() override {}
+    void beginTransaction() override {
+        alone_ = true;
+    }
+    void endTransaction() override {
+        alone_ = false;
+    }
     bool byCharacters() const override {
         return line_ == Line::characters;
     }
-    bool takesExtendedLength() const override {
-        return line_ == Line::any;
+    uint32_t dataMax() const override {
+        return line_ == Line::any ? 65536 : 256;
+    }
+    bool isAlone() const override {
+        return alone_;
     }
 
   private:
@@ -54,6 +61,7 @@ class ScriptedTransport : public zelmocrd::Transport {
     std::string atr_;
     Line line_;
     size_t next_ = 0;
+    bool alone_ = false;
 };
 
 inline const std::string shortAtr = "3B 80 80 01 01";

@@ -179,6 +179,7 @@ typedef struct zelmocrd_Counters {
     uint64_t commands;       /**< Commands sent, repetitions and GET RESPONSE included. */
     uint64_t octetsSent;     /**< Octets of the commands, headers included. */
     uint64_t octetsReceived; /**< Octets of the answers, status words included. */
+    uint64_t commandsSpared; /**< Commands not sent, since the card would have done or said nothing new. */
 } zelmocrd_Counters;
 /** Copies the card's counters, and sets them to 0 when `reset` is not 0. */
 uint32_t zelmocrd_GetCounters(CardHandle card, zelmocrd_Counters *counters, uint32_t reset);
