@@ -304,6 +304,7 @@ void printAlgorithms(Output &output, const Json &algorithms, const Context &cont
 
 // ---- sections -------------------------------------------------------------------------------------------------------
 
+// By the number of their type.
 struct Section {
     const char *type;
     const char *title;
@@ -369,8 +370,8 @@ void printSection(Output &output, const Section &section, const Json &listing, c
 
 }  // namespace
 
-void printListing(Output &output, const Json &listing) {
-    const Guards guards = guardsOf(listing["objects"]);
+void printToken(Output &output, const Json &listing) {
+    const Guards guards;
     const Context context = {guards};
     const Json &application = listing["application"];
     const Json &token = listing["tokenInfo"];
@@ -381,10 +382,11 @@ void printListing(Output &output, const Json &listing) {
         printRow(output, "Path", filePath(application["path"], context));
     if (token.contains("supportedAlgorithms") && !token["supportedAlgorithms"].empty())
         printAlgorithms(output, token["supportedAlgorithms"], context);
-    for (const Section &section : sections)
-        printSection(output, section, listing, context);
-    if (listing["objects"].empty() && listing["unreadable"].empty())
-        output.print("The token holds no objects.\n");
+}
+
+void printObjects(Output &output, uint32_t type, const Json &found, const Json &authObjects) {
+    const Guards guards = guardsOf(authObjects);
+    printSection(output, sections.at(type), found, {guards});
 }
 
 void printPins(Output &output, const Json &pins) {

@@ -7,8 +7,12 @@
 
 namespace zelmo {
 
-/// Prints a whole listing: application, tokenInfo, objects, unreadable.
-void printListing(Output &output, const Json &listing);
+/// Prints what a listing begins with: tokenInfo, application.
+void printToken(Output &output, const Json &listing);
+
+/// Prints the section of one type of objects; nothing when there is nothing of it. `found` has objects, unreadable;
+/// `authObjects` tell the names of the guards.
+void printObjects(Output &output, uint32_t type, const Json &found, const Json &authObjects);
 
 /// Prints the PINs that 'zelmo pin list' shows.
 void printPins(Output &output, const Json &pins);

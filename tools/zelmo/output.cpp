@@ -57,7 +57,8 @@ void writeThrough(const std::string &file, std::string_view content) {
 Output::Output() : colour_(wantsColour()) {}
 
 void Output::heading(std::string_view title) {
-    print("{}{}\n", text_.empty() ? "" : "\n", styled(Style::heading, title));
+    print("{}{}\n", begun_ ? "\n" : "", styled(Style::heading, title));
+    begun_ = true;
 }
 
 std::string Output::styled(Style style, std::string_view text) const {

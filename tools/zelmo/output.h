@@ -1,4 +1,4 @@
-// What goes to stdout: collected, then written at once, so that a failed write cannot pass unnoticed.
+// What goes to stdout: collected and written at once, so that a failed write cannot pass unnoticed.
 #ifndef ZELMO_OUTPUT_H
 #define ZELMO_OUTPUT_H
 
@@ -30,6 +30,7 @@ class Output {
   private:
     std::string text_;
     bool colour_;
+    bool begun_ = false;
 };
 
 /// Writes a file whole: a process that is killed leaves the old content or the new. What is no regular file, such as a

@@ -8,7 +8,6 @@ namespace zelmo {
 
 namespace {
 
-constexpr std::initializer_list<uint32_t> all_types = {0, 1, 2, 3, 4, 5, 6, 7, 8};
 constexpr int most_objects = 1000;  // a card that lists more does not come to an end
 
 /// One walk over the objects of a type; closes its cursor.
@@ -106,9 +105,19 @@ Token openToken(const Card &card, const DIRRecord &application) {
     return Token(context);
 }
 
+Json authObjects(const TokenContext &token) {
+    Json objects = Json::array();
+    uint32_t cursor = 0;
+    AuthenticationType *object = nullptr;
+    for (uint32_t mode = ENUM_FIRST; pkcs15_EnumerateAODF(&token, mode, &cursor, &object) == 0; mode = ENUM_NEXT)
+        if (object != nullptr)
+            objects.push_back(viewObject(PKCS15_AUTH_OBJECTS, 0, object));
+    return objects;
+}
+
 Walk readObjects(const Card &card, TokenContext &token, std::initializer_list<uint32_t> types) {
     Walk walk;
-    for (const uint32_t type : types.size() != 0 ? types : all_types)
+    for (const uint32_t type : types.size() != 0 ? types : allTypes)
         readType(card, token, type, walk);
     return walk;
 }

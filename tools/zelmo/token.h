@@ -29,6 +29,9 @@ using OwnedReference = std::unique_ptr<ObjectReference, FreeReference>;
 /// Opens the token of an application. Throws Failure.
 Token openToken(const Card &card, const DIRRecord &application);
 
+/// The nine object types.
+inline constexpr std::initializer_list<uint32_t> allTypes = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+
 /// What a walk has found.
 struct Walk {
     Json objects = Json::array();            ///< viewObject() of each object, by type and then in file order.
@@ -41,6 +44,9 @@ Json errorJson(uint32_t code, uint32_t raw);
 
 /// Throws Failure when the card has gone: what is left to do would fail as well.
 void throwIfCardGone(uint32_t code, uint32_t raw);
+
+/// The authentication objects that the token was opened with, as viewObject() shows them.
+Json authObjects(const TokenContext &token);
 
 /// Reads every object of these types, of all nine when there are none. What cannot be read is noted and does not stop
 /// the walk. Throws Failure only when the card itself has gone.
