@@ -1,9 +1,9 @@
-"""The seven test tokens as plain values. build_tokens.py turns them into card images and lists of what a reader finds."""
+"""The eight test tokens as plain values. build_tokens.py turns them into card images and lists of what a reader finds."""
 
 import hashlib
 
 import pkcs15_asn1 as p15
-from token_objects import (CA, DES3_CBC, EC, RSA_PKCS, RSA_RAW, RSA_SHA1, USER1, USER2, algorithm, assemble, at, auth_id,
+from token_objects import (CA, DES3_CBC, EC, LONG, RSA_PKCS, RSA_RAW, RSA_SHA1, USER1, USER2, algorithm, assemble, at, auth_id,
                            auth_key, cert_hash, certificate, common, data_object, described, key, key_identifier, path,
                            pin, present, private_rsa, public_rsa, rsa, rule, secret)
 
@@ -357,4 +357,26 @@ def guarded():
     }
 
 
-TOKENS = [transparent, records, mixed, buggy_token_info, no_efdir, efdir_records, guarded]
+def long_certificates():
+    """A token as many are: what reading it costs is counted."""
+    fids = ["4301", "4302", "4303", "4304"]
+    kinds = {
+        0: [private_rsa(common("Private key", ["private"], 1), key(LONG.key_id, ["sign"], keyReference=1), rsa("4B01"))],
+        1: [public_rsa(common("Public key"), key(LONG.key_id, ["verify"], native=False), rsa("4B11"))],
+        4: [certificate(common(f"Certificate {fid}"), {"iD": bytes.fromhex(fid)}, at(fid)) for fid in fids],
+        7: [data_object(common("Data"), {"applicationName": "Zelmop"}, at("4D01"))],
+        8: [user_pin()],
+    }
+    return {
+        "name": "long-certificates",
+        "dirForm": "transparent",
+        "dir": [dir_entry("Four certificates")],
+        "tokenInfo": {"version": 0, "serialNumber": bytes.fromhex("3135"), "label": "Four certificates of 1.5 KB",
+                      "tokenflags": ["loginRequired"], "supportedAlgorithms": [RSA_PKCS]},
+        "directories": [directory(kind, f"44{kind:02X}", "transparent", objects) for kind, objects in kinds.items()],
+        "files": [content(fid, LONG.certificate) for fid in fids] +
+                 [content("4B11", LONG.public_key), content("4D01", b"data"), key_file("4B01")],
+    }
+
+
+TOKENS = [transparent, records, mixed, buggy_token_info, no_efdir, efdir_records, guarded, long_certificates]

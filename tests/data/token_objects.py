@@ -26,7 +26,7 @@ class Holder:
         self.key_id = hashlib.sha1(key_bits).digest()
 
 
-CA, USER1, USER2, EC = Holder("ca"), Holder("user1"), Holder("user2"), Holder("ec")
+CA, USER1, USER2, EC, LONG = map(Holder, ("ca", "user1", "user2", "ec", "long"))
 
 
 def present(**fields):

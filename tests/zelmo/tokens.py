@@ -78,7 +78,7 @@ for path in models:
             compare(f"{path.stem}: apps", normal(expected), {k: app.get(k) for k in normal(expected)})
         compare(f"{path.stem}: number of apps", len(model["applications"]), len(applications["applications"]))
 
-if len(models) != 7 or objects < 90:
+if len(models) != 8 or objects < 90:
     failures.append(f"only {len(models)} tokens with {objects} objects were compared")
 print("\n".join(failures) or f"{objects} objects on {len(models)} tokens as expected")
 sys.exit(1 if failures else 0)

@@ -24,6 +24,13 @@ void writeTrace(const uint8_t *command, uint32_t commandLength, const uint8_t *a
     std::fputs(text.c_str(), stderr);
 }
 
+void writeTotals(CardHandle card) {
+    zelmocrd_Counters counters{};
+    if (zelmocrd_GetCounters(card, &counters, 0) == 0)
+        fmt::print(stderr, "card: {} commands, {} more were not needed; {} octets sent, {} received\n",
+                   counters.commands, counters.commandsSpared, counters.octetsSent, counters.octetsReceived);
+}
+
 std::string onlyCard() {
     std::vector<std::string> names = readerNames();
     if (names.empty())
@@ -70,11 +77,14 @@ bool hasCard(const std::string &reader) {
 Card::Card(const std::string &reader, bool trace) : reader_(reader.empty() ? onlyCard() : reader) {
     if (const uint32_t raw = zelmocrd_OpenCard(reader_.c_str(), 0, &handle_); raw != 0)
         throw openFailure(reader_, raw);
+    traced_ = trace;
     if (trace)
         zelmocrd_SetTrace(handle_, writeTrace, &trace_);
 }
 
 Card::~Card() {
+    if (traced_)
+        writeTotals(handle_);
     zelmocrd_CloseCard(handle_);
 }
 

@@ -20,7 +20,7 @@ bool hasCard(const std::string &reader);
 class Card {
   public:
     /// Opens the card in the named reader; for an empty name, the only card there is. With `trace`, the commands
-    /// go to stderr. Throws Failure.
+    /// go to stderr, and their number at the end. Throws Failure.
     Card(const std::string &reader, bool trace);
     ~Card();
     Card(const Card &) = delete;
@@ -37,6 +37,7 @@ class Card {
     std::string reader_;
     CardHandle handle_ = 0;
     CommandTrace trace_;
+    bool traced_ = false;
 };
 
 }  // namespace zelmo

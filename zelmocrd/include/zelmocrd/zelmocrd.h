@@ -340,6 +340,9 @@ uint32_t scard_ResetCard(CardHandle card);
  * it. Meanwhile commands and resets by way of any other handle, in any process, give 0x8010000B. While somebody else
  * has taken the card, a card in a reader is waited for; of a virtual card the result is 0x8010000B at once. A card that
  * somebody else has reset since is taken all the same: nothing is selected or proven then.
+ *
+ * Within a transaction, as on a card that is open exclusively, selections and readings are not sent to the card that
+ * would change and tell nothing: zelmocrd_Counters::commandsSpared counts them.
  */
 uint32_t scard_BeginTransaction(CardHandle card);
 /** Ends the transaction; 0x80100016 when none is open. */
