@@ -38,6 +38,14 @@ class TestTokens(ZelmoCase):
         self.assertIn("     4  3DES CBC       encipher, decipher ", text)
         self.assertNotIn("\x1b", text)
 
+    def test_objects_are_shown_while_others_are_read(self):
+        both, place = self.folder / "both.txt", DATA / "tokens" / "transparent.card"
+        with both.open("w") as both_streams:
+            subprocess.run([ZELMO, "--reader", f"virtual:{place}", "--trace", "list"], stdout=both_streams,
+                           stderr=both_streams, check=True)
+        text = both.read_text()
+        self.assertLess(text.index("\n  Signature key"), text.index("card > ", text.index("Private keys (4)")))
+
     def test_built_in_application(self):
         self.assertTrue(self.list_json(DATA / "tokens" / "no-efdir.card")["application"]["builtIn"])
         self.assertFalse(self.list_json(DATA / "tokens" / "transparent.card")["application"]["builtIn"])
