@@ -36,6 +36,19 @@ if(ZELMOP15_WERROR)
 endif()
 target_compile_definitions(zelmo_options INTERFACE _GNU_SOURCE)
 
+# What keeps a fault from becoming a way in. The sanitizers have checks of their own in these places.
+if(NOT ZELMOP15_SANITIZE)
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i.86")
+    add_compile_options(-fcf-protection)
+  endif()
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
+# A release does not tell where it was built, so that anybody can build the same.
+add_compile_options($<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
+  $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>)
+
 if(ZELMOP15_SANITIZE)
   # A finding ends the process, so that a test cannot pass over it.
   add_compile_options(-fsanitize=${ZELMOP15_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
