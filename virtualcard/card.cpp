@@ -75,8 +75,12 @@ void VirtualCard::save() {
 VirtualCard::~VirtualCard() = default;
 
 void VirtualCard::hold() {
-    if (!file_.empty() && hold_ == nullptr)
-        hold_ = std::make_unique<ImageHold>(file_);
+    if (file_.empty() || hold_ != nullptr)
+        return;
+    auto hold = std::make_unique<ImageHold>(file_);
+    if (!isUnchanged(file_, identity_))
+        reset();
+    hold_ = std::move(hold);
 }
 
 void VirtualCard::letGo() {

@@ -179,6 +179,33 @@ TEST_P(VirtualReader, TransactionKeepsOtherProcessesOut) {
     EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u) << "closing ends it";
 }
 
+TEST_P(VirtualReader, TransactionWaitsForAnotherAndSeesWhatItHasDone) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const uint8_t id[] = {0x01, 0x04};
+    const pid_t process = fork();
+    if (process == 0) {
+        CardHandle other = 0;
+        bool fine = zelmocrd_OpenCard(("virtual:" + file).c_str(), 0, &other) == 0 &&
+                    scard_BeginTransaction(other) == 0 && write(ends[1], "!", 1) == 1;
+        usleep(200 * 1000);
+        fine = fine && scard_UpdateEF(other, id, 0, id, sizeof id) == 0 && scard_EndTransaction(other, 0) == 0;
+        _exit(fine ? 0 : 1);
+    }
+    char begun = 0;
+    ASSERT_EQ(::read(ends[0], &begun, 1), 1);
+    EXPECT_EQ(scard_BeginTransaction(card), 0u);
+    EXPECT_EQ(select(0x0104), 0u);
+    EXPECT_EQ(toHex(read(2)), "01 04");
+    EXPECT_EQ(scard_UpdateEF(card, id, 0, id + 1, 1), 0u) << "what others have changed is no hindrance";
+    EXPECT_EQ(scard_EndTransaction(card, 0), 0u);
+    int status = 1;
+    waitpid(process, &status, 0);
+    EXPECT_EQ(status, 0);
+    close(ends[0]);
+    close(ends[1]);
+}
+
 INSTANTIATE_TEST_SUITE_P(Lengths, VirtualReader, testing::Bool(),
                          [](const auto &test) { return test.param ? "Extended" : "Short"; });
 

@@ -4,6 +4,7 @@
 #include "directory.h"
 #include "list_text.h"
 #include "output.h"
+#include "session.h"
 #include "text.h"
 #include "view.h"
 
@@ -34,6 +35,7 @@ void printText(Output &output, const Json &json) {
 
 Exit runApps(const Options &options) {
     const Card card(options.reader, options.trace);
+    const Transaction transaction(card);
     const Directory directory = readDirectory(card);
     if (!directory.present)
         throw Failure(Exit::notFound,

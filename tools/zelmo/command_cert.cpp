@@ -152,20 +152,19 @@ const Pin *guardOf(const Session &session, ObjectReference &reference, const std
     return code == PKCS15_E_SECURITY_STATUS ? onlyUserPin(pins) : nullptr;
 }
 
-Value readBehindPin(const Session &session, ObjectReference &reference, const Pin &pin, PinSource &source) {
+Value readBehindPin(Session &session, ObjectReference &reference, const Pin &pin, PinSource &source) {
     requireKnownForm(pin);
     if (source.isPerson())
         requireUsable(session.card(), session.token(), pin);
     Secret secret;
-    source.present(secret, pin, session.token());
-    const Transaction transaction(session.card());
+    enterValues(source, session, [&] { source.present(secret, pin, session.token()); });
     // The library presents what it remembers when it comes to the file, and never asks for it.
-    presentPin(session.card(), session.token(), pin, &secret, P15_VERIFY_CACHE);
+    presentPin(session.card(), session.token(), pin, secret, P15_VERIFY_CACHE);
     return readValue(session, reference);
 }
 
 Value readWanted(const Options &options, PinSource &source) {
-    const Session session(options);
+    Session session(options);
     const Walk walk = readCertificates(session);
     const size_t chosen = chooseCertificate(walk.objects, options.id);
     ObjectReference &reference = *walk.references[chosen];

@@ -164,6 +164,7 @@ Exit runInit(const Options &options) {
     values.ask(options.label.empty() ? "the new token" : options.label);
     values.requireFit(*script);
     makeToken(card, options, values);
+    const Transaction transaction(card);
     const Choice choice = chooseApplication(card, {});
     const Token token = openToken(card, *choice.application);
     fmt::print(stderr, "Made {}.{}\n", tokenText(*token), options.noPuk ? " Its PUK is blocked for good." : "");

@@ -67,6 +67,7 @@ Exit report(const Json &unreadable) {
 Exit runList(const Options &options) {
     const std::vector<uint8_t> aid = wantedAid(options);
     const Card card(options.reader, options.trace);
+    const Transaction transaction(card);
     const Choice choice = chooseApplication(card, aid);
     const Token token = openToken(card, *choice.application);
     const Json listing = viewToken(card, *token, choice);

@@ -106,15 +106,11 @@ Exit runPinVerify(const Options &options) {
     setLanguage(options.language);
     ChosenPin chosen(options);
     auto &[source, session, pins, pin] = chosen;
-    if (source.isPerson()) {
+    if (source.isPerson())
         requireUsable(session.card(), session.token(), pin);
-        // Without a value, the library asks.
-        presentPin(session.card(), session.token(), pin, nullptr, 0);
-    } else {
-        Secret value;
-        source.present(value, pin, session.token());
-        presentPin(session.card(), session.token(), pin, &value, 0);
-    }
+    Secret value;
+    chosen.enter([&] { chosen.source.present(value, chosen.pin, chosen.session.token()); });
+    presentPin(session.card(), session.token(), pin, value, 0);
     fmt::print(stderr, "{} is right.\n", pin.text());
     return Exit::ok;
 }

@@ -17,9 +17,10 @@ Exit runPinChange(const Options &options) {
         requireUsable(session.card(), session.token(), pin);
     Secret present;
     Secret fresh;
-    source.present(present, pin, session.token());
-    source.fresh(fresh, pin, session.token());
-    const Transaction transaction(session.card());
+    chosen.enter([&] {
+        chosen.source.present(present, chosen.pin, chosen.session.token());
+        chosen.source.fresh(fresh, chosen.pin, chosen.session.token());
+    });
     uint8_t tries = noTriesTold;
     uint32_t raw = 0;
     const uint32_t code =

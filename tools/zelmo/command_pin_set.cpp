@@ -47,7 +47,7 @@ void markInitialized(const Session &session, const Pin &pin, const Secret &value
     uint32_t code = writeEntry(session, pin, raw);
     if (code == PKCS15_E_SECURITY_STATUS && setInitialized(*pin.object)) {
         // The entry may be guarded by the very PIN.
-        presentPin(session.card(), session.token(), pin, &value, 0);
+        presentPin(session.card(), session.token(), pin, value, 0);
         code = writeEntry(session, pin, raw);
     }
     if (code != 0)
@@ -84,10 +84,9 @@ Exit runPinSet(const Options &options) {
     auto &[source, session, pins, pin] = chosen;
     Secret value;
     Secret form;
-    source.fresh(value, pin, session.token());
+    chosen.enter([&] { chosen.source.fresh(value, chosen.pin, chosen.session.token()); });
     if (!toCardForm(value, pin, form))
         throw unfit(pin, PKCS15_E_PIN_FORMAT);
-    const Transaction transaction(session.card());
     uint32_t raw = 0;
     if (const uint32_t code = setValue(session, pin, value, form, raw); code != 0)
         throw setFailure(pin, code, raw);

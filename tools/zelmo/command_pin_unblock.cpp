@@ -31,7 +31,6 @@ const Pin &pukOf(const std::vector<Pin> &pins, const Pin &pin, const std::string
 }
 
 void unblock(const Session &session, const Pin &pin, const Secret &pin_form, const Pin &puk, const Secret &puk_form) {
-    const Transaction transaction(session.card());
     selectHome(session, pin);
     const uint32_t raw = scardcmd_ResetRetryCounter(session.card().handle(), 0, cardReference(pin), puk_form.data(),
                                                     puk_form.length(), pin_form.data(), pin_form.length(), 0);
@@ -56,8 +55,10 @@ Exit runPinUnblock(const Options &options) {
         requireUsable(session.card(), session.token(), puk);
     Secret puk_value;
     Secret pin_value;
-    source.present(puk_value, puk, session.token());
-    source.fresh(pin_value, pin, session.token());
+    chosen.enter([&] {
+        chosen.source.present(puk_value, puk, chosen.session.token());
+        chosen.source.fresh(pin_value, chosen.pin, chosen.session.token());
+    });
     Secret puk_form;
     Secret pin_form;
     if (!toCardForm(pin_value, pin, pin_form))

@@ -39,10 +39,26 @@ class PinSource {
     SecretLines lines_;
 };
 
+/// Has values entered by `enter`, from the source. While a person does that, other programs may have the session's
+/// card.
+template <class Enter>
+void enterValues(const PinSource &source, Session &session, Enter enter) {
+    if (source.isPerson())
+        session.letGo();
+    enter();
+    session.take();
+}
+
 /// What every command that presents or sets a PIN begins with: where the PIN comes from, the token, and which of its
 /// PINs is meant. Throws Failure.
 struct ChosenPin {
     explicit ChosenPin(const Options &options);
+
+    /// Has values entered by `enter`. While a person does that, other programs may have the card.
+    template <class Enter>
+    void enter(Enter enter) {
+        enterValues(source, session, enter);
+    }
 
     PinSource source;
     Session session;

@@ -136,15 +136,11 @@ Failure cancelled() {
     return {Exit::failure, "cancelled; nothing was sent to the card"};
 }
 
-void presentPin(const Card &card, TokenContext &token, const Pin &pin, const Secret *value, uint32_t flags) {
+void presentPin(const Card &card, TokenContext &token, const Pin &pin, const Secret &value, uint32_t flags) {
     uint8_t tries = noTriesTold;
     uint32_t raw = 0;
-    const uint32_t code = pkcs15_ScVerify(card.handle(), &token, pin.object, value != nullptr ? value->data() : nullptr,
-                                          value != nullptr ? value->length() : 0, flags, &tries, &raw);
-    if (code == PKCS15_W_CANCELLED_BY_USER)
-        throw cancelled();
-    if (value == nullptr && code == PKCS15_E_FAILED && raw == 0)
-        throw noDialog();
+    const uint32_t code =
+        pkcs15_ScVerify(card.handle(), &token, pin.object, value.data(), value.length(), flags, &tries, &raw);
     if (code != 0)
         throw pinFailure(pin, code, raw, tries);
 }

@@ -76,9 +76,8 @@ Failure noDialog();
 /// The failure that stands for a cancelled dialog.
 Failure cancelled();
 
-/// Presents a PIN once, by pkcs15_ScVerify() with `flags`; without a value the library's own dialog asks for it. Throws
-/// Failure.
-void presentPin(const Card &card, TokenContext &token, const Pin &pin, const Secret *value, uint32_t flags);
+/// Presents a PIN once, by pkcs15_ScVerify() with `flags`. Throws Failure.
+void presentPin(const Card &card, TokenContext &token, const Pin &pin, const Secret &value, uint32_t flags);
 
 }  // namespace zelmo
 

@@ -18,6 +18,7 @@ std::vector<uint8_t> wantedAid(const Options &options) {
 
 Session::Session(const Options &options, std::vector<uint8_t> aid)
     : card_(options.reader, options.trace),
+      transaction_(card_),
       token_(openToken(card_, *chooseApplication(card_, std::move(aid)).application)) {}
 
 Transaction::Transaction(const Card &card) : card_(card) {

@@ -3,6 +3,7 @@
 #define ZELMO_SESSION_H
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "card.h"
@@ -13,25 +14,6 @@ namespace zelmo {
 
 /// The AID that --aid gives; empty for none. Throws Failure.
 std::vector<uint8_t> wantedAid(const Options &options);
-
-/// An open card and the token on it that the options ask for.
-class Session {
-  public:
-    /// Throws Failure.
-    explicit Session(const Options &options) : Session(options, wantedAid(options)) {}
-    const Card &card() const {
-        return card_;
-    }
-    TokenContext &token() const {
-        return *token_;
-    }
-
-  private:
-    Session(const Options &options, std::vector<uint8_t> aid);
-
-    Card card_;
-    Token token_;
-};
 
 /// The card taken from all other programs, for as long as this lives.
 class Transaction {
@@ -44,6 +26,36 @@ class Transaction {
 
   private:
     const Card &card_;
+};
+
+/// An open card and the token on it that the options ask for. The card is ours alone from before the token is looked
+/// for, so that what is read of it belongs together.
+class Session {
+  public:
+    /// Throws Failure.
+    explicit Session(const Options &options) : Session(options, wantedAid(options)) {}
+    const Card &card() const {
+        return card_;
+    }
+    TokenContext &token() const {
+        return *token_;
+    }
+    /// Lets other programs have the card, such as while a person is thinking.
+    void letGo() {
+        transaction_.reset();
+    }
+    /// Takes it again, if it was let go. Throws Failure.
+    void take() {
+        if (!transaction_)
+            transaction_.emplace(card_);
+    }
+
+  private:
+    Session(const Options &options, std::vector<uint8_t> aid);
+
+    Card card_;
+    std::optional<Transaction> transaction_;
+    Token token_;
 };
 
 }  // namespace zelmo
