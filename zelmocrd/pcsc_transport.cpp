@@ -25,7 +25,10 @@ class PcscTransport : public Transport {
         buffer_.resize(dataMax_ > shortAnswerMax ? MAX_BUFFER_SIZE_EXTENDED : MAX_BUFFER_SIZE);
     }
 
+    // A reset waits for the transactions of others.
     ~PcscTransport() override {
+        if (resetAtClosing_ && transactions_ == 0)
+            SCardBeginTransaction(card_);
         SCardDisconnect(card_, resetAtClosing_ ? SCARD_RESET_CARD : SCARD_LEAVE_CARD);
     }
 

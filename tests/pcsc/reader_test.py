@@ -1,62 +1,27 @@
 """The command and the libraries on a card behind a real pcscd: its virtual reader, with zelmo-vcard in it."""
 
 import ctypes
+import json
 import os
-import pathlib
 import re
 import shutil
 import subprocess
-import sys
-import tempfile
 import unittest
 
 import reader_stack
-from reader_stack import Daemon, OtherProgram, Vcard, card_in, wait_until
+from reader_case import LIBRARIES, READER, READERS, ReaderCase
+from reader_stack import OtherProgram, card_in, wait_until
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "zelmo"))
-from zelmo_case import DATA, ZELMO, ZelmoCase  # noqa: E402
+from zelmo_case import DATA, ZELMO  # reader_case has made it known
+from pin_case import PinCase
+from script_case import ScriptCase
 
-VCARD = os.environ["ZELMO_VCARD"]
-LIBRARIES = os.environ.get("ZELMO_LIBRARIES")  # empty where the libraries cannot be loaded into this program
-READERS = ["Virtual PCD 00 00", "Virtual PCD 00 01"]
-READER = READERS[0]
 RESET = 0x80100068
 
 
-class ReaderCase(ZelmoCase):
-    @classmethod
-    def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.daemon = Daemon(pathlib.Path(folder.name))
-        cls.addClassCleanup(lambda: cls.daemon.stop())
-
-    def environment(self, env=None):
-        environment = super().environment(env)
-        del environment["PCSCLITE_CSOCK_NAME"]
-        return environment
-
-    def insert(self, image, *options, slot=0):
-        reader = READERS[slot]
-        vcard = Vcard(VCARD, self.folder, image, self.daemon.port + slot, *options, reader=reader)
-        self.addCleanup(vcard.remove)
-        wait_until(lambda: card_in(reader), "pcscd does not notice the card")
-        return vcard
-
-
-class Commands(ReaderCase):
+class Commands(ReaderCase, PinCase, ScriptCase):
     TOKENS = sorted((DATA / "tokens").glob("*.card"))
     SHOWING = [["list"], ["list", "--json"], ["apps", "--json"], ["pin", "list"], ["cert", "list", "--json"]]
-
-    def both(self, image, *command, pins=None):
-        """What a command says about a card in the reader is what it says about the same card in the process."""
-        copy = self.folder / "embedded.card"
-        shutil.copy(image, copy)
-        name = f"virtual:{copy}"
-        code, out, err = self.run_zelmo("--reader", name, *command, pins=pins)
-        expected = code, out.replace(name, READER), err.replace(name, READER)
-        self.assertEqual(self.run_zelmo("--reader", READER, *command, pins=pins), expected)
-        return copy, code
 
     def test_same_answers(self):
         for options in [], ["--fault", "t0"], ["--fault", "pieces:7"]:
@@ -69,16 +34,48 @@ class Commands(ReaderCase):
                         self.both(image, *command)
                 vcard.remove()
 
-    def test_pins_and_certificates(self):
-        image = self.new_card("eid")
+    def test_pins(self):
+        image = self.plain_card()
         self.insert(image)
-        for command, pins, code in [
-                (("pin", "verify", "PIN"), ["1243"], 4),
-                (("pin", "verify", "PIN"), ["1234"], 0),
-                (("cert", "read", "Signature certificate", "--pem"), ["1234"], 0),
-                (("pin", "change", "PIN"), ["1234", "4321"], 0)]:
-            copy, got = self.both(image, *command, pins=pins)
-            self.assertEqual((got, copy.read_text()), (code, image.read_text()), command)
+        for verb, pins, code in [("verify", ["1235"], 4), ("status", None, 0), ("change", ["1235", "4321"], 4),
+                                 ("change", ["1234", "4321"], 0), ("change", ["4321", "12"], 1), ("verify", ["4321"], 0),
+                                 ("verify", ["1"], 4), ("verify", ["2"], 4), ("verify", ["3"], 4), ("status", None, 5),
+                                 ("verify", ["4321"], 5), ("unblock", ["11111111", "5678"], 4),
+                                 ("unblock", ["87654321", "5678"], 0), ("verify", ["5678"], 0), ("set", ["9876"], 7)]:
+            with self.subTest(verb=verb, pins=pins):
+                copy, got = self.both(image, "pin", verb, "01", pins=pins)
+                self.assertEqual(got, code)
+                self.assertEqual(copy.read_text(), image.read_text())
+
+    def test_guarded_token(self):
+        image = self.folder / "guarded.card"
+        shutil.copy(DATA / "tokens" / image.name, image)
+        self.insert(image)
+        for command, pins, code in [(("pin", "set", "05"), ["2468"], 1), (("pin", "status", "New PIN"), None, 7),
+                                    (("cert", "read", "Behind the PIN", "--pem"), ["1235"], 4),
+                                    (("cert", "read", "Behind the PIN", "--pem"), ["1234"], 0),
+                                    (("cert", "read", "02", "--pin-id", "01", "--pem"), ["1234"], 0),
+                                    (("cert", "read", "Behind both", "--pem"), ["1234"], 8),
+                                    (("cert", "read", "nothing"), None, 6)]:
+            with self.subTest(command=command):
+                copy, got = self.both(image, *command, pins=pins)
+                self.assertEqual(got, code)
+                self.assertEqual(copy.read_text(), image.read_text())
+
+    def test_personalisation(self):
+        self.sign(self.script(), *self.signer())
+        image = self.new_card("blank")
+        self.insert(image)
+        for more, pins, code in [((), ["59173846"], 2), (("--label", "Mine"), ["59173846", "7041826395"], 0),
+                                 ((), ["59173846", "7041826395"], 2), (("--yes",), ["", "7041826395"], 0)]:
+            with self.subTest(more=more, pins=pins):
+                copy, got = self.both(image, "init", "--prefix", f"{self.folder}/", *more, pins=pins)
+                self.assertEqual(got, code)
+                if code == 0:
+                    listings = [self.list_json(file) for file in (copy, image)]
+                    for listing in listings:
+                        del listing["reader"], listing["tokenInfo"]["lastUpdate"]
+                    self.assertEqual(*listings)
 
     def test_reader_names(self):
         self.insert(self.new_card("eid"))

@@ -16,18 +16,18 @@ std::vector<uint8_t> wantedAid(const Options &options) {
     }
 }
 
-Session::Session(const Options &options, std::vector<uint8_t> aid)
-    : card_(options.reader, options.trace),
-      transaction_(card_),
-      token_(openToken(card_, *chooseApplication(card_, std::move(aid)).application)) {}
-
-Transaction::Transaction(const Card &card) : card_(card) {
-    if (const uint32_t raw = scard_BeginTransaction(card.handle()); raw != 0)
+Transaction::Transaction(CardHandle card) : card_(card) {
+    if (const uint32_t raw = scard_BeginTransaction(card); raw != 0)
         throw cardFailure("cannot have the card to ourselves", raw);
 }
 
 Transaction::~Transaction() {
-    scard_EndTransaction(card_.handle(), 0);
+    scard_EndTransaction(card_, 0);
+}
+
+Session::Session(const Options &options, std::vector<uint8_t> aid) : card_(options.reader, options.trace) {
+    take();
+    token_ = openToken(card_, *chooseApplication(card_, std::move(aid)).application);
 }
 
 }  // namespace zelmo

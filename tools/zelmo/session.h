@@ -19,13 +19,15 @@ std::vector<uint8_t> wantedAid(const Options &options);
 class Transaction {
   public:
     /// Throws Failure.
-    explicit Transaction(const Card &card);
+    explicit Transaction(const Card &card) : Transaction(card.handle()) {}
     ~Transaction();
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
   private:
-    const Card &card_;
+    explicit Transaction(CardHandle card);
+
+    const CardHandle card_;
 };
 
 /// An open card and the token on it that the options ask for. The card is ours alone from before the token is looked
@@ -53,8 +55,9 @@ class Session {
   private:
     Session(const Options &options, std::vector<uint8_t> aid);
 
-    Card card_;
+    // Outlives the card, whose closing ends it: what was proven to the card is gone before others have their turn.
     std::optional<Transaction> transaction_;
+    Card card_;
     Token token_;
 };
 
