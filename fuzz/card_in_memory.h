@@ -15,7 +15,7 @@ class CardInMemory : public zelmocrd::Transport {
     zelmocrd::Bytes transmit(std::span<const uint8_t> command) override {
         return card_.transmit(command);
     }
-    zelmocrd::Bytes atr() const override {
+    zelmocrd::Bytes atr() override {
         return card_.atr();
     }
     void reset() override {

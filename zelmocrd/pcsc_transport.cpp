@@ -48,11 +48,22 @@ class PcscTransport : public Transport {
                 buffer_.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(length, buffer_.size()))};
     }
 
-    Bytes atr() const override {
+    // It is asked for when the card is opened or has been reset by us: a reset by somebody else since takes nothing
+    // away.
+    Bytes atr() override {
         std::array<uint8_t, MAX_ATR_SIZE> octets;
-        DWORD length = octets.size();
-        DWORD nameLength = 0;
-        checkPcsc(SCardStatus(card_, nullptr, &nameLength, nullptr, nullptr, octets.data(), &length));
+        DWORD length = 0;
+        const auto ask = [&] {
+            length = octets.size();
+            DWORD nameLength = 0;
+            return SCardStatus(card_, nullptr, &nameLength, nullptr, nullptr, octets.data(), &length);
+        };
+        LONG result = ask();
+        for (int again = 0; result == SCARD_W_RESET_CARD && again < 3; again++) {
+            reconnect(SCARD_LEAVE_CARD);
+            result = ask();
+        }
+        checkPcsc(result);
         return {octets.begin(), octets.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(length, octets.size()))};
     }
 
@@ -65,7 +76,7 @@ class PcscTransport : public Transport {
     // lost by going on.
     void beginTransaction() override {
         LONG result = SCardBeginTransaction(card_);
-        if (result == SCARD_W_RESET_CARD) {
+        for (int again = 0; result == SCARD_W_RESET_CARD && again < 3; again++) {
             reconnect(SCARD_LEAVE_CARD);
             result = SCardBeginTransaction(card_);
         }

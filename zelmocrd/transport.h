@@ -23,7 +23,7 @@ class Transport {
     /// Sends one command APDU and returns what came back, unjudged.
     virtual Bytes transmit(std::span<const uint8_t> command) = 0;
     /// The card's answer to its last reset.
-    virtual Bytes atr() const = 0;
+    virtual Bytes atr() = 0;
     virtual void reset() = 0;
     virtual void beginTransaction() = 0;
     virtual void endTransaction() = 0;

@@ -59,7 +59,7 @@ class VirtualTransport : public Transport {
         return card_->transmit(command);
     }
 
-    Bytes atr() const override {
+    Bytes atr() override {
         return card_->atr();
     }
 

@@ -42,7 +42,7 @@ class ReaderTransport : public zelmocrd::Transport {
         reader_.last.clear();
         return fails ? zelmocrd::Bytes{0x6F, 0x00} : reader_.card.transmit(command);
     }
-    zelmocrd::Bytes atr() const override {
+    zelmocrd::Bytes atr() override {
         return reader_.card.atr();
     }
     void reset() override {

@@ -36,7 +36,7 @@ class ScriptedTransport : public zelmocrd::Transport {
             throw zelmocrd::ServiceError(0x8010000C);
         return fromHex(exchange.answer);
     }
-    zelmocrd::Bytes atr() const override {
+    zelmocrd::Bytes atr() override {
         return fromHex(atr_);
     }
     void reset() override {}
