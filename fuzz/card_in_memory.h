@@ -21,11 +21,19 @@ class CardInMemory : public zelmocrd::Transport {
     void reset() override {
         card_.reset();
     }
-    void beginTransaction() override {}
-    void endTransaction() override {}
+    void beginTransaction() override {
+        alone_ = true;
+    }
+    void endTransaction() override {
+        alone_ = false;
+    }
+    bool isAlone() const override {
+        return alone_;
+    }
 
   private:
     virtualcard::VirtualCard &card_;
+    bool alone_ = false;
 };
 
 /// Runs a script as the making of a token does.

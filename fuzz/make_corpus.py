@@ -347,8 +347,24 @@ def profile_seeds():
     yield seed(lambda profile: (profile["root"]["files"].extend(files), profile.update(objects=[])))
 
 
+def answers_seeds():
+    """A token, its answer to reset, and faults; see fuzz_answers.cpp."""
+    for token in range(6):
+        for atr in bytes.fromhex("3B80800101"), bytes.fromhex("3B8580018073F7214061"), b"", b"\x3B", b"\xFF" * 33:
+            start = bytes([token, len(atr)]) + atr
+            yield start
+            for wait in (0, 3, 7, 20) if atr == bytes.fromhex("3B80800101") else ():
+                # A spoiled octet, no data, more data, a status word, another answer, the one before, no card.
+                for fault in ((0, 4, 0xFF), (1, 0, 0), (2, 2, 0, 1, 2), (3, 0x61, 8), (3, 0x6C, 1), (3, 0x67, 0),
+                              (4, 4, 0, 1, 2, 0x90, 0), (4, 2, 0, 0x90, 0), (4, 1, 0, 0x90), (5, 0, 0), (6, 0, 0)):
+                    for lasting in 0, 0x80:
+                        yield start + bytes([wait, fault[0] | lasting, *fault[1:]])
+
+
 SEEDS = {
-    "fuzz_primitives": primitive_seeds(), "fuzz_records": record_seeds(), "fuzz_directory": directory_seeds(), "fuzz_token": token_seeds(), "fuzz_apdu": apdu_seeds(),
+    "fuzz_primitives": primitive_seeds(), "fuzz_records": record_seeds(), "fuzz_directory": directory_seeds(),
+    "fuzz_token": token_seeds(),
+    "fuzz_answers": answers_seeds(), "fuzz_apdu": apdu_seeds(),
     "fuzz_image": image_seeds(), "fuzz_pin_format": pin_seeds(), "fuzz_script": script_seeds(),
     "fuzz_verify": verify_seeds(), "fuzz_x509": x509_seeds(), "fuzz_signature": signature_seeds(),
     "fuzz_profile": profile_seeds(),

@@ -10,7 +10,7 @@ seconds=${1:?usage: fuzz/run.sh SECONDS [TARGET ...]}
 shift
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${ZELMOP15_FUZZ_BUILD:-$root/build/fuzz}
-targets=${*:-fuzz_primitives fuzz_records fuzz_directory fuzz_token fuzz_apdu fuzz_image \
+targets=${*:-fuzz_primitives fuzz_records fuzz_directory fuzz_token fuzz_answers fuzz_apdu fuzz_image \
     fuzz_script fuzz_pin_format fuzz_verify fuzz_x509 fuzz_signature fuzz_profile}
 
 cmake --preset fuzz -S "$root" -B "$build" > /dev/null

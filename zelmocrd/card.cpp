@@ -143,7 +143,19 @@ Answer Card::exchangeExact(Command command) {
     return answer;
 }
 
+// ISO/IEC 7816-4 numbers records from 1 to 254. Whoever reads on to the end of a file would never come to that of a
+// card that always has one more.
+void Card::countRecords(const Command &command) {
+    constexpr uint8_t select = 0xA4, readRecord = 0xB2, next = 2;
+    constexpr unsigned most = 254;
+    if (command.ins == select)
+        nextRecords_ = 0;
+    else if (command.ins == readRecord && command.p2 == next && nextRecords_++ > most)
+        throw ServiceError(code::communication);
+}
+
 Answer Card::run(const Command &command) {
+    countRecords(command);
     try {
         Answer answer = runToEnd(command);
         knownFile().note(command, answer.sw);

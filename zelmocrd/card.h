@@ -72,6 +72,7 @@ class Card {
     std::optional<uint32_t> model;
 
   private:
+    void countRecords(const Command &command);
     Answer runToEnd(const Command &command);
     Answer exchangeOne(const Command &command);
     Answer exchange(Command command);
@@ -86,6 +87,7 @@ class Card {
     zelmocrd_Counters counters_ = {};
     KnownFile knownFile_;
     uint32_t readMax_ = extendedAnswerMax;
+    unsigned nextRecords_ = 0;  // asked for one after the other
 };
 
 }  // namespace zelmocrd

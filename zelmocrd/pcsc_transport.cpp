@@ -25,10 +25,10 @@ class PcscTransport : public Transport {
         buffer_.resize(dataMax_ > shortAnswerMax ? MAX_BUFFER_SIZE_EXTENDED : MAX_BUFFER_SIZE);
     }
 
-    // A reset waits for the transactions of others.
+    // A reset waits for the transactions of others. There is nothing to reset when somebody else has done it.
     ~PcscTransport() override {
-        if (resetAtClosing_ && transactions_ == 0)
-            SCardBeginTransaction(card_);
+        if (resetAtClosing_ && transactions_ == 0 && SCardBeginTransaction(card_) == SCARD_W_RESET_CARD)
+            resetAtClosing_ = false;
         SCardDisconnect(card_, resetAtClosing_ ? SCARD_RESET_CARD : SCARD_LEAVE_CARD);
     }
 

@@ -2,11 +2,13 @@
 // each time in a transaction of its own.
 //
 // usage: counter_host READER SECONDS read|count    prints how often it has counted; fails when the two differ
+//        counter_host READER SECONDS stay          says so in a transaction, and stays in it
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "zelmop15/pkcs15.h"
 
@@ -21,7 +23,8 @@ namespace {
 class Turn {
   public:
     explicit Turn(CardHandle card) : card_(card) {
-        check(scard_BeginTransaction(card), "transaction");
+        if (const uint32_t raw = scard_BeginTransaction(card); raw != 0)
+            fail("transaction", 0, raw);
         DIRRecord *record = pkcs15_GetDefaultDIR();
         check(pkcs15_ScAcquireTokenContext(card, record, &context_, &raw_), "token");
         asn1_DIRRecord_free(record);
@@ -36,18 +39,22 @@ class Turn {
     void run(bool counts) {
         std::string seen;
         uintptr_t cursor = 0;
-        ObjectReference *reference = nullptr;
-        for (uint32_t mode = ENUM_FIRST; pkcs15_ScEnumerateObjects(card_, context_, PKCS15_DATA_OBJECTS, mode,
-                                                                   FLAG_REFRESH_CACHE, &cursor, &reference, &raw_) == 0;
-             mode = ENUM_NEXT) {
+        int objects = 0;
+        for (uint32_t mode = ENUM_FIRST;; mode = ENUM_NEXT, objects++) {
+            ObjectReference *reference = nullptr;
+            const uint32_t code = pkcs15_ScEnumerateObjects(card_, context_, PKCS15_DATA_OBJECTS, mode,
+                                                            FLAG_REFRESH_CACHE, &cursor, &reference, &raw_);
+            if (code == PKCS15_S_END_OF_ENUMERATION)
+                break;
+            check(code, "walk");
             const std::string label = visit(reference, counts);
             pkcs15_ObjectReferenceFree(reference);
-            if (!seen.empty() && label != seen)
+            if (objects != 0 && label != seen)
                 fail(("torn: " + seen + " and " + label).c_str(), 0, 0);
             seen = label;
         }
-        if (seen.empty())
-            fail("no objects", 0, raw_);
+        if (objects != 2)
+            fail("not two objects", 0, raw_);
     }
 
   private:
@@ -85,6 +92,13 @@ int main(int argc, char **argv) {
     using Clock = std::chrono::steady_clock;
     const Clock::time_point end = Clock::now() + std::chrono::seconds(std::atoi(argv[2]));
     const bool counts = std::strcmp(argv[3], "count") == 0;
+    if (std::strcmp(argv[3], "stay") == 0) {
+        CardHandle card = 0;
+        if (zelmocrd_OpenCard(argv[1], 0, &card) != 0 || scard_BeginTransaction(card) != 0 || std::puts("taken") < 0 ||
+            std::fflush(stdout) != 0)
+            return 1;
+        std::this_thread::sleep_until(end);
+    }
     int turns = 0;
     while (Clock::now() < end) {
         CardHandle card = 0;

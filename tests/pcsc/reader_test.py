@@ -1,7 +1,6 @@
 """The command and the libraries on a card behind a real pcscd: its virtual reader, with zelmo-vcard in it."""
 
 import ctypes
-import json
 import os
 import re
 import shutil
@@ -51,6 +50,8 @@ class Commands(ReaderCase, PinCase, ScriptCase):
         image = self.folder / "guarded.card"
         shutil.copy(DATA / "tokens" / image.name, image)
         self.insert(image)
+        self.both(image, "cert", "read", "Free", "-o", self.folder / "free.der")
+        self.assertEqual((self.folder / "free.der").read_bytes(), (DATA / "pki" / "ca.cert.der").read_bytes())
         for command, pins, code in [(("pin", "set", "05"), ["2468"], 1), (("pin", "status", "New PIN"), None, 7),
                                     (("cert", "read", "Behind the PIN", "--pem"), ["1235"], 4),
                                     (("cert", "read", "Behind the PIN", "--pem"), ["1234"], 0),
@@ -71,7 +72,9 @@ class Commands(ReaderCase, PinCase, ScriptCase):
             with self.subTest(more=more, pins=pins):
                 copy, got = self.both(image, "init", "--prefix", f"{self.folder}/", *more, pins=pins)
                 self.assertEqual(got, code)
-                if code == 0:
+                if code != 0:
+                    self.assertEqual(copy.read_text(), image.read_text())
+                else:
                     listings = [self.list_json(file) for file in (copy, image)]
                     for listing in listings:
                         del listing["reader"], listing["tokenInfo"]["lastUpdate"]

@@ -12,6 +12,7 @@ from reader_case import READER, ReaderCase
 
 from pin_case import PinCase, common  # reader_case has made it known
 from token_objects import data_object
+from zelmo_case import ZELMO
 
 COUNTER = os.environ["ZELMO_COUNTER_HOST"]
 
@@ -77,12 +78,15 @@ class Sharing(ReaderCase, PinCase):
 
     def test_nothing_is_left_of_a_killed_program(self):
         self.insert(self.shared_card())
-        for turn, reader in enumerate([READER, f"virtual:{self.shared_card('embedded.card')}"] * 10):
-            host = subprocess.Popen([COUNTER, reader, "60", "count"], env=self.environment(), stderr=subprocess.DEVNULL)
-            time.sleep(0.01 * turn)
-            host.kill()
-            host.wait()
-            self.zelmo("--reader", reader, "list")
+        for reader in READER, f"virtual:{self.shared_card('embedded.card')}":
+            with subprocess.Popen([COUNTER, reader, "60", "stay"], env=self.environment(), stdout=subprocess.PIPE) as host:
+                self.assertEqual(host.stdout.readline(), b"taken\n")
+                waiting = subprocess.Popen([ZELMO, "--reader", reader, "list"], env=self.environment(),
+                                           stdout=subprocess.DEVNULL)
+                time.sleep(0.5)
+                self.assertIsNone(waiting.poll())
+                host.kill()
+            self.assertEqual(waiting.wait(30), 0)
 
     def test_embedded(self):
         self.share(f"virtual:{self.shared_card()}", 10)

@@ -103,6 +103,34 @@ TEST(Protocol, LongDataIsChained) {
     }
 }
 
+TEST(Protocol, RecordsComeToAnEnd) {
+    const std::string record = "00 B2 00 02 00 > AA 90 00", select = "00 A4 00 0C > 90 00";
+    const ScriptedCard card(repeatedly(select, record, 255) + " | " + select + " | " + record);
+    const auto next = [&] {
+        uint8_t buffer[8];
+        uint32_t length = sizeof buffer;
+        return scardcmd_ReadRecord(card, 0, 0, 2, 0, buffer, &length);
+    };
+    EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
+    // 254 there may be, and the question that finds no more.
+    for (int i = 0; i < 255; i++)
+        EXPECT_EQ(next(), 0u) << i;
+    EXPECT_EQ(next(), 0x8010002Fu);
+    EXPECT_EQ(next(), 0x8010002Fu);
+    EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
+    EXPECT_EQ(next(), 0u);
+}
+
+TEST(Protocol, AnyAnswerToResetWillDo) {
+    for (const size_t length : {0u, 1u, 2u, 32u, 33u, 34u}) {
+        const ScriptedCard card("00 CA 01 00 00 > 6A 88", repeated("FF", length));
+        CardInfo info = {};
+        EXPECT_EQ(scard_GetCardInfo(card, &info), 0u);
+        EXPECT_EQ(info.atrLength, std::min<size_t>(length, sizeof info.atr));
+        EXPECT_EQ(info.extendedLength, 0u);
+    }
+}
+
 TEST(Protocol, UnwantedFileInformationIsLetThrough) {
     const ScriptedCard card("00 A4 00 0C > 6F 02 84 00 90 00 | 00 A4 00 0C > " + repeated("00", 257) + "90 00");
     EXPECT_EQ(scardcmd_SelectFile(card, 0, nullptr, 0, nullptr), 0u);
