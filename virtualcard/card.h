@@ -37,9 +37,9 @@ class VirtualCard {
     /// What the reader does to a card: the root is selected and nothing is proven any more. An image that somebody else
     /// has changed is read anew; throws ImageError when it cannot be.
     void reset();
-    /// Keeps everybody else from the image file until letGo() or the card's end; nothing for a card in memory. If somebody
-    /// else has changed the image before, this is a reset as well. Throws ImageError, of which ImageBusy when somebody
-    /// else holds it.
+    /// Keeps everybody else from the image file until letGo() or the card's end; nothing for a card in memory. If
+    /// somebody else has changed the image before, this is a reset as well. Throws ImageError, of which ImageBusy when
+    /// somebody else holds it.
     void hold();
     void letGo();
     /// Whether another opening of the image file holds it.

@@ -339,8 +339,8 @@ uint32_t scard_ResetCard(CardHandle card);
  * Takes the card exclusively, until as many calls of scard_EndTransaction() or the card's closing; a reset does not end
  * it. Meanwhile commands, resets and transactions by way of any other handle, in any process, wait. The embedded
  * virtual card lets them wait for 10 seconds at most, then gives 0x8010000B; at once to the thread that has taken the
- * card, which would wait for itself. A card that somebody else has reset since is taken all the same: nothing is selected
- * or proven then. The same holds for an image that somebody else has changed: it is read anew.
+ * card, which would wait for itself. A card that somebody else has reset since is taken all the same: nothing is
+ * selected or proven then. The same holds for an image that somebody else has changed: it is read anew.
  *
  * Within a transaction, as on a card that is open exclusively, selections and readings are not sent to the card that
  * would change and tell nothing: zelmocrd_Counters::commandsSpared counts them.
