@@ -18,11 +18,17 @@ size_t last_wiped_size;
 extern "C" {
 void __real_explicit_bzero(void *block, size_t size);
 void __wrap_explicit_bzero(void *block, size_t size);
+// What it is called where the compiler knows the room.
+void __wrap___explicit_bzero_chk(void *block, size_t size, size_t room);
 
 void __wrap_explicit_bzero(void *block, size_t size) {
     last_wiped = block;
     last_wiped_size = size;
     __real_explicit_bzero(block, size);
+}
+
+void __wrap___explicit_bzero_chk(void *block, size_t size, size_t) {
+    __wrap_explicit_bzero(block, size);
 }
 }
 

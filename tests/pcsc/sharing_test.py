@@ -12,7 +12,7 @@ from reader_case import READER, ReaderCase
 
 from pin_case import PinCase, common  # reader_case has made it known
 from token_objects import data_object
-from zelmo_case import ZELMO
+from zelmo_case import DATA, ZELMO
 
 COUNTER = os.environ["ZELMO_COUNTER_HOST"]
 
@@ -38,6 +38,10 @@ class Sharing(ReaderCase, PinCase):
         first, second = self.numbers()
         self.assertEqual(first, second)
 
+    def certificate_reader(self):
+        read = self.zelmo("--reader", self.reader, "cert", "read", "CA certificate", raw=True)[0]
+        self.assertEqual(read, (DATA / "pki" / "ca.cert.der").read_bytes())
+
     def pin_changer(self):
         """Turns the PIN round and round; nobody else does."""
         self.pins.reverse()
@@ -60,7 +64,7 @@ class Sharing(ReaderCase, PinCase):
         self.end = time.monotonic() + seconds
         hosts = [subprocess.Popen([COUNTER, reader, str(seconds), kind], env=self.environment(), text=True,
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE) for kind in ["count"] * 4 + ["read"] * 2]
-        threads = [self.repeat(work) for work in (self.lister, self.lister, self.lister, self.pin_changer)]
+        threads = [self.repeat(work) for work in (self.lister, self.lister, self.certificate_reader, self.pin_changer)]
         done = [host.communicate() for host in hosts]
         for thread in threads:
             thread.join()
